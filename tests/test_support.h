@@ -156,6 +156,24 @@ inline void expectRoundTrip(const XCP_Message& message, const std::string& expec
     EXPECT_EQ(cerr.text(), "");
 }
 
+/// A string buffer that records where each flush (sync) happened, so that tests can tell
+/// whether a writer flushed, and after which character.
+class FlushRecordingBuf : public std::stringbuf {
+public:
+    /// Text length at each sync, in order.
+    const std::vector<size_t>& syncPositions() const { return syncPositions_; }
+
+protected:
+    int sync() override
+    {
+        syncPositions_.push_back(str().size());
+        return std::stringbuf::sync();
+    }
+
+private:
+    std::vector<size_t> syncPositions_;
+};
+
 }  // namespace testsupport
 
 #endif  // QVTRACE_TESTS_TEST_SUPPORT_H
