@@ -134,7 +134,7 @@ std::string hexPairs(const byteVec_t& bytes)
 
 // ---- the examples ----------------------------------------------------------------------------
 
-TEST(PieceRendering, DocumentedExamples)
+TEST(PieceRendering, ReferenceExamples)
 {
     EXPECT_EQ(render(idField(M::IFT_CTO_PACKET_CODE, 0xFE)), "ID Field[Type=CTO_PACKET_CODE, PID=0xfe]");
     EXPECT_EQ(render(idField(M::IFT_ABSOLUTE_ODT_NUMBER, 0x03, 0x00, 0)),

@@ -2,7 +2,7 @@
 // that its stream operator writes for every value, named or not.
 //
 // Each enumeration is described below a second time, independently of the library's display
-// tables: enumerator, value and text as the protocol documentation gives them. The tests
+// tables: enumerator, value and text as the XCP standard and existing viewers have them. The tests
 // compare the library against these lists, walk the library's own tables, and probe the
 // values next to every named value, gap and range bound for the fallback text.
 
@@ -57,7 +57,7 @@ EXPECT_INT32_ENUMERATION(odtEntrySizeGranularity_t);
 
 #undef EXPECT_INT32_ENUMERATION
 
-// ---- the documented vocabulary ---------------------------------------------------------------
+// ---- the expected vocabulary ----------------------------------------------------------------
 
 /// One enumerator: its name, the value the protocol gives it, and the text it displays as.
 template <typename Enum>
@@ -383,10 +383,10 @@ void expectEnumerators(const Vocabulary<Enum>& vocabulary)
     }
 }
 
-/// The library's table lists exactly the documented texts: every entry's values carry the
-/// documented text, every documented value is found, and the fallback is the documented one.
+/// The library's table lists exactly the expected texts: every entry's values carry the
+/// expected text, every value with a text is found, and the fallback is the expected one.
 template <typename Enum>
-void expectTableMatchesDocument(const Vocabulary<Enum>& vocabulary)
+void expectTableMatchesExpectedTexts(const Vocabulary<Enum>& vocabulary)
 {
     const XcpDisplayTable& table = xcpDisplayTable<Enum>();
     EXPECT_EQ(std::string(table.fallback), vocabulary.fallback);
@@ -403,10 +403,10 @@ void expectTableMatchesDocument(const Vocabulary<Enum>& vocabulary)
             EXPECT_EQ(displayNumber<Enum>(v), vocabulary.expectedText(v)) << "value " << v;
         }
     }
-    for (const auto& documented : own) {
-        EXPECT_EQ(std::string(table.textOf(static_cast<int32_t>(documented.first))), documented.second)
-            << "value " << documented.first;
-        EXPECT_EQ(displayNumber<Enum>(documented.first), documented.second) << "value " << documented.first;
+    for (const auto& named : own) {
+        EXPECT_EQ(std::string(table.textOf(static_cast<int32_t>(named.first))), named.second)
+            << "value " << named.first;
+        EXPECT_EQ(displayNumber<Enum>(named.first), named.second) << "value " << named.first;
     }
 }
 
@@ -431,8 +431,8 @@ void expectFallbackAroundNamedValues(const Vocabulary<Enum>& vocabulary)
         addAround(range.first);
         addAround(range.last);
     }
-    for (const auto& documented : vocabulary.ownTexts()) {
-        addAround(documented.first);
+    for (const auto& named : vocabulary.ownTexts()) {
+        addAround(named.first);
     }
 
     const XcpDisplayTable& table = xcpDisplayTable<Enum>();
@@ -481,7 +481,7 @@ void expectOperatorReturnsItsStream(const Vocabulary<Enum>& vocabulary)
 
 #define VOCABULARY_TESTS(Suite, vocabulary)                                                          \
     TEST(Suite, EnumeratorsHaveTheirValuesAndTexts) { expectEnumerators(vocabulary()); }           \
-    TEST(Suite, DisplayTableMatchesTheDocumentedTexts) { expectTableMatchesDocument(vocabulary()); } \
+    TEST(Suite, DisplayTableMatchesTheExpectedTexts) { expectTableMatchesExpectedTexts(vocabulary()); } \
     TEST(Suite, ValuesAroundNamedOnesShowTheFallback) { expectFallbackAroundNamedValues(vocabulary()); } \
     TEST(Suite, OperatorReturnsTheStreamItWasGiven) { expectOperatorReturnsItsStream(vocabulary()); }
 
