@@ -197,9 +197,11 @@ TEST(TimestampField, SetTimestampNeedsTheSizeTheTypeGave)
     EXPECT_FALSE(field.setTimestamp(four.data(), four.size()));
     EXPECT_EQ(cerr.text(), kTsWrongSizeLine);
     EXPECT_EQ(toHex(field.getTimestamp()), "11 22");
+    EXPECT_FALSE(field.setTimestamp(four.data(), 1));
+    EXPECT_EQ(toHex(field.getTimestamp()), "11 22");
     EXPECT_TRUE(field.setTimestamp(four.data(), 2));
     EXPECT_EQ(toHex(field.getTimestamp()), "33 44");
-    EXPECT_EQ(cerr.text(), kTsWrongSizeLine);
+    EXPECT_EQ(cerr.text(), kTsWrongSizeLine + kTsWrongSizeLine);
 }
 
 TEST(TimestampField, SetTimestampWithNoBytesOnEmptyField)

@@ -209,6 +209,16 @@ TEST(Packet, TimeStampOf254BytesIsWrittenWhenItFits)
     EXPECT_EQ(cerr.text(), "");
 }
 
+TEST(Packet, TimeStampOf254BytesCanCrowdOutTheData)
+{
+    CerrCapture cerr;
+    Packet p = packetWithLongTimestamp(254, "11");
+    byteVec_t expected = concat({hexBytes("00 00 00 00 00"), longTimestampBytes(254)});
+    // 263 passes the packet's own check (8) and holds the time stamp, but not the data after it.
+    EXPECT_TRUE(wrote(writePiece(p, 263), 8, toHex(expected)));
+    EXPECT_EQ(cerr.text(), "[ERROR] XCP_Message::Packet::DataField::writeToByteArray: can't write Data Field\n");
+}
+
 TEST(Packet, TimeStampOf255BytesIsLeftOutWhenItDoesNotFit)
 {
     CerrCapture cerr;
