@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <iostream>
@@ -97,6 +98,7 @@ struct WriteResult {
     size_t returned = 0;
     byteVec_t bytes;       ///< the bytes between the buffer start and the advanced cursor
     bool guardIntact = true;
+    byteVec_t buffer;      ///< the whole buffer after the write, guard area included
 };
 
 /// Runs `write(cursor, maxlen)` on a buffer of maxlen + guard bytes filled with 0xEE and
@@ -116,8 +118,53 @@ WriteResult writeInto(size_t maxlen, Writer write, size_t allowedOverrun = 0)
             result.guardIntact = false;
         }
     }
+    result.buffer = buffer;
     return result;
 }
+
+/// writeInto for a frame piece (anything with writeToByteArray(pdest, maxlen)).
+template <typename Piece>
+WriteResult writePiece(const Piece& piece, size_t maxlen)
+{
+    return writeInto(maxlen, [&piece](uint8_t*& cursor, size_t room) { return piece.writeToByteArray(cursor, room); });
+}
+
+/// Success when the write returned `returned`, advanced the cursor over exactly the bytes
+/// `expectedHex` and left every other byte of the buffer (guard area included) untouched.
+/// wrote(result, 0, "") thus states that a refused write touched nothing.
+inline ::testing::AssertionResult wrote(const WriteResult& result, size_t returned, const std::string& expectedHex)
+{
+    std::string expected = toHex(hexBytes(expectedHex));
+    if (result.returned != returned || toHex(result.bytes) != expected) {
+        return ::testing::AssertionFailure() << "returned " << result.returned << " over [" << toHex(result.bytes)
+                                             << "], expected " << returned << " over [" << expected << "]";
+    }
+    for (size_t i = result.bytes.size(); i < result.buffer.size(); ++i) {
+        if (result.buffer[i] != 0xEE) {
+            return ::testing::AssertionFailure() << "byte " << i << " past the cursor was touched";
+        }
+    }
+    return ::testing::AssertionSuccess();
+}
+
+/// The first `count` bytes of a fixture in a heap block of exactly that size, so that the
+/// sanitizer build reports any read past `count`.
+class ExactBytes {
+public:
+    explicit ExactBytes(const byteVec_t& bytes) : ExactBytes(bytes, bytes.size()) {}
+    ExactBytes(const byteVec_t& bytes, size_t count) : block_(new uint8_t[count]), count_(count)
+    {
+        EXPECT_LE(count, bytes.size()) << "fixture shorter than the requested block";
+        std::copy(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(std::min(count, bytes.size())),
+                  block_.get());
+    }
+    const uint8_t* data() const { return block_.get(); }
+    size_t size() const { return count_; }
+
+private:
+    std::unique_ptr<uint8_t[]> block_;
+    size_t count_;
+};
 
 /// Writes a message into a buffer of getSize() + 2 bytes, as trace writers do.
 inline byteVec_t writeRecord(const XCP_Message& message)
