@@ -37,11 +37,12 @@ void MessageBase::cascadeChannel(uint16_t offset)
 
 std::ostream& operator<<(std::ostream& _os, const MessageBase& _in)
 {
-    // Formatted into a buffer so that the caller's fill, base and flags play no part.
+    // Formatted into a buffer and written unformatted, so that the caller's width, fill,
+    // base and flags play no part and stay as they are.
     char text[32];
-    std::snprintf(text, sizeof text, "%" PRIu64 ".%09" PRIu64, _in.timeStamp / 1000000000u,
-                  _in.timeStamp % 1000000000u);
-    return _os << text;
+    int length = std::snprintf(text, sizeof text, "%" PRIu64 ".%09" PRIu64, _in.timeStamp / 1000000000u,
+                               _in.timeStamp % 1000000000u);
+    return _os.write(text, length);
 }
 
 std::ostream& operator<<(std::ostream& _os, cantype_t _in)
