@@ -595,6 +595,25 @@ TEST(TraceRecordWriter, OversizedTimeStampNeverWritesPastTheRoom)
     EXPECT_EQ(cerr.text(), "");
 }
 
+TEST(TraceRecordWriter, TimeStampOf255BytesNeverWritesPastTheRoom)
+{
+    XCP_Message message(kTimeStamp, XCP_Message::TT_ETHERNET, XCP_Message::MD_RX, 0x33);
+    message.packet.timestampField = timestampOfLength(255);
+    message.setEthernetTransportTypeSettings("1.2.3.4", "", "", 0x6A6B, true);
+    ASSERT_EQ(message.getSize(), 24u + 4 + 1 + 6 + 7);
+    // Frame block: 17 + 5 + 5 + 257 + 2 + 1 = 287 bytes; the settings need 13 more.
+    CerrCapture cerr;
+    WriteResult cut = writeMessage(message, 298);
+    EXPECT_TRUE(cut.guardIntact);
+    EXPECT_EQ(cut.bytes.size(), 287u);
+    EXPECT_EQ(cerr.text(), repeatedLine(kCantWriteMessage));
+    cerr.clear();
+    WriteResult whole = writeMessage(message, 300);
+    EXPECT_TRUE(whole.guardIntact);
+    EXPECT_EQ(toHex(whole.bytes.data() + 287, 13), "07 31 2e 32 2e 33 2e 34 00 00 6a 6b 01");
+    EXPECT_EQ(cerr.text(), "");
+}
+
 TEST(TraceRecordWriter, OversizedTimeStampInTheUsualRoomIsLeftOut)
 {
     XCP_Message message(kTimeStamp, XCP_Message::TT_CAN, XCP_Message::MD_RX, 0x33);
