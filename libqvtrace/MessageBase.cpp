@@ -5,6 +5,8 @@
 #include <sstream>
 
 MessageBase::invalidMsgHandling_t MessageBase::invalidHandling = MessageBase::IMH_RETURN_NULL;
+// Defined here as well so that code binding it to a reference links.
+const uint8_t MessageBase::version;
 
 MessageBase::MessageBase(msgid_t id, uint64_t ts) : msgId(id), hdrReserved(0), timeStamp(ts), mbnr(0) {}
 
