@@ -5,6 +5,8 @@
 #include <sstream>
 
 MessageBase::invalidMsgHandling_t MessageBase::invalidHandling = MessageBase::IMH_RETURN_NULL;
+// Defined here as well so that code binding it to a reference links.
+const uint8_t MessageBase::version;
 
 MessageBase::MessageBase(msgid_t id, uint64_t ts) : msgId(id), hdrReserved(0), timeStamp(ts), mbnr(0) {}
 
@@ -37,11 +39,12 @@ void MessageBase::cascadeChannel(uint16_t offset)
 
 std::ostream& operator<<(std::ostream& _os, const MessageBase& _in)
 {
-    // Formatted into a buffer so that the caller's fill, base and flags play no part.
+    // Formatted into a buffer and written unformatted, so that the caller's width, fill,
+    // base and flags play no part and stay as they are.
     char text[32];
-    std::snprintf(text, sizeof text, "%" PRIu64 ".%09" PRIu64, _in.timeStamp / 1000000000u,
-                  _in.timeStamp % 1000000000u);
-    return _os << text;
+    int length = std::snprintf(text, sizeof text, "%" PRIu64 ".%09" PRIu64, _in.timeStamp / 1000000000u,
+                               _in.timeStamp % 1000000000u);
+    return _os.write(text, length);
 }
 
 std::ostream& operator<<(std::ostream& _os, cantype_t _in)

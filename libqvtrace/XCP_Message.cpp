@@ -562,8 +562,21 @@ size_t XCP_Message::writeToByteArray(uint8_t*& pdest, size_t maxlen, bool sync) 
     header.writeToByteArray(pdest, roomLeft(start, pdest, maxlen));
     packet.writeToByteArray(pdest, roomLeft(start, pdest, maxlen));
     tail.writeToByteArray(pdest, roomLeft(start, pdest, maxlen));
-    // The settings block is not checked against the room: with a buffer of exactly
-    // getSize() bytes it ends 2 bytes past maxlen (see the class comment).
+    // The settings block is not checked against maxlen: with a buffer of exactly getSize()
+    // bytes it ends 2 bytes past it (see the class comment). Only a time stamp of 254 or 255
+    // bytes, which the 8-bit size understates, can push it past the getSize() + 2 bytes the
+    // caller provides; then the block is left out rather than written outside the buffer.
+    size_t settingsSize = 0;
+    if (transportType == TT_CAN) {
+        settingsSize = 6;
+    } else if (transportType == TT_ETHERNET) {
+        settingsSize = 6 + dstIp.size() + srcIp.size() + mask.size();
+    }
+    size_t used = static_cast<size_t>(pdest - start);
+    if (used + settingsSize > std::max(maxlen, getSize() + 2)) {
+        reportLine("[ERROR] XCP_Message::writeToByteArray: can't write XCP_Message");
+        return getSize();
+    }
     if (transportType == TT_CAN) {
         uint32ToByteArray(pdest, canId);
         pdest[4] = static_cast<uint8_t>(canType);
