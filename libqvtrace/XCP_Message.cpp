@@ -533,18 +533,23 @@ bool XCP_Message::getEthernetTransportTypeSettings(std::string& dst, std::string
 // Trace record
 // ============================================================================================
 
+size_t XCP_Message::settingsSize() const
+{
+    if (transportType == TT_CAN) {
+        return 6;
+    }
+    if (transportType == TT_ETHERNET) {
+        return 6 + dstIp.size() + srcIp.size() + mask.size();
+    }
+    return 0;
+}
+
 size_t XCP_Message::getSize() const
 {
-    size_t settings = 0;
-    if (transportType == TT_CAN) {
-        settings = 6;
-    } else if (transportType == TT_ETHERNET) {
-        settings = 6 + dstIp.size() + srcIp.size() + mask.size();
-    }
     // 24 is 2 short of the base header, description bytes and length bytes; existing trace
     // files declare their records this way.
     return 24 + header.getData().size() + packet.timestampField.getSize() + packet.dataField.data.size() +
-           tail.data.size() + settings;
+           tail.data.size() + settingsSize();
 }
 
 size_t XCP_Message::writeToByteArray(uint8_t*& pdest, size_t maxlen, bool sync) const
@@ -566,14 +571,8 @@ size_t XCP_Message::writeToByteArray(uint8_t*& pdest, size_t maxlen, bool sync) 
     // bytes it ends 2 bytes past it (see the class comment). Only a time stamp of 254 or 255
     // bytes, which the 8-bit size understates, can push it past the getSize() + 2 bytes the
     // caller provides; then the block is left out rather than written outside the buffer.
-    size_t settingsSize = 0;
-    if (transportType == TT_CAN) {
-        settingsSize = 6;
-    } else if (transportType == TT_ETHERNET) {
-        settingsSize = 6 + dstIp.size() + srcIp.size() + mask.size();
-    }
     size_t used = static_cast<size_t>(pdest - start);
-    if (used + settingsSize > std::max(maxlen, getSize() + 2)) {
+    if (used + settingsSize() > std::max(maxlen, getSize() + 2)) {
         reportLine("[ERROR] XCP_Message::writeToByteArray: can't write XCP_Message");
         return getSize();
     }

@@ -487,6 +487,8 @@ private:
     packetType_t classifyPacket() const;
     /// First data byte, or -1 when the data field is empty.
     int32_t firstDataByte() const;
+    /// Bytes of the transport settings block that ends the record.
+    size_t settingsSize() const;
 };
 
 // ---- display texts ---------------------------------------------------------------------------
