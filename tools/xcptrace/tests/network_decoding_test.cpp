@@ -13,6 +13,7 @@ using xcptrace::TransportSegment;
 namespace {
 
 struct Decoded {
+    Bytes frame;  ///< kept: the segment points into it
     FrameStatus status;
     TransportSegment segment;
     std::string why;
@@ -22,7 +23,8 @@ struct Decoded {
 Decoded decode(int linkType, const Bytes& frame, size_t origlen = 0)
 {
     Decoded d;
-    d.status = xcptrace::decodeFrame(linkType, frame.data(), frame.size(), origlen == 0 ? frame.size() : origlen,
+    d.frame = frame;
+    d.status = xcptrace::decodeFrame(linkType, d.frame.data(), d.frame.size(), origlen == 0 ? frame.size() : origlen,
                                      d.segment, d.why);
     if (d.status == FrameStatus::OK) {
         d.payload.assign(d.segment.payload, d.segment.payload + d.segment.payloadLength);
@@ -46,7 +48,7 @@ void expectUdp(const Decoded& d, uint16_t from, uint16_t to)
 
 TEST(NetworkDecodingTest, EthernetIpv4Udp)
 {
-    Decoded d = decode(DLT_EN10MB, ethernet(0x0800, ipv4(MASTER_TO_SLAVE, 17, udp(50000, 5555, PAYLOAD))));
+    const Decoded d = decode(DLT_EN10MB, ethernet(0x0800, ipv4(MASTER_TO_SLAVE, 17, udp(50000, 5555, PAYLOAD))));
     expectUdp(d, 50000, 5555);
     EXPECT_EQ(d.segment.family, 4);
     EXPECT_EQ(xcptrace::addressText(4, d.segment.sourceAddress), "10.0.0.1");
