@@ -413,6 +413,9 @@ public:
     XCP_Message(timeStamp_t ts, transportType_t type, msgDirection_t direction, uint8_t ecu);
     XCP_Message(const XCP_Message&) = default;
     XCP_Message(XCP_Message&&) = default;
+    /// Member-wise, as the copy: lets decoders reuse one message object per slot.
+    XCP_Message& operator=(const XCP_Message&) = default;
+    XCP_Message& operator=(XCP_Message&&) = default;
     ~XCP_Message() override;
 
     XCP_Message* clone() const override;

@@ -422,6 +422,31 @@ TEST(MessageRecordCopy, MoveTakesEveryMember)
     EXPECT_EQ(moved.getMbnr(), 7u);
 }
 
+TEST(MessageRecordCopy, CopyAssignmentReplacesEveryMemberAndTheBasePart)
+{
+    XCP_Message original = fullMessage();
+    original.setMbnr(0x0A0B0C0D);
+    XCP_Message target = canMessageWithFill();
+    target = original;
+    expectEqualBothWays(target, original);
+    EXPECT_EQ(target.getTimeStamp(), 0x1011121314151617ull);
+    EXPECT_EQ(target.getMbnr(), 0x0A0B0C0Du);
+    EXPECT_EQ(toHex(testsupport::writeRecord(target)), toHex(testsupport::writeRecord(original)));
+    target.packet.dataField.data.push_back(0x01);  // the copy shares no storage
+    EXPECT_FALSE(target == original);
+}
+
+TEST(MessageRecordCopy, MoveAssignmentTakesEveryMember)
+{
+    XCP_Message source = fullMessage();
+    source.setMbnr(7);
+    XCP_Message target = canMessageWithFill();
+    target = std::move(source);
+    expectEqualBothWays(target, fullMessage());
+    EXPECT_EQ(target.getTimeStamp(), 0x1011121314151617ull);
+    EXPECT_EQ(target.getMbnr(), 7u);
+}
+
 TEST(MessageRecordCopy, CloneReturnsAnXcpMessageOwnedByTheCaller)
 {
     EXPECT_TRUE((std::is_same<decltype(std::declval<const XCP_Message&>().clone()), XCP_Message*>::value));

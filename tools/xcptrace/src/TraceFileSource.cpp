@@ -3,7 +3,6 @@
 #include <cstdio>
 #include <iostream>
 #include <memory>
-#include <new>
 
 #include "MessageReaders.h"
 #include "Progress.h"
@@ -76,9 +75,7 @@ private:
             return;
         }
         DecodedPacket& packet = batch_.append();
-        // XCP_Message has no copy assignment: the slot's message is made anew as a copy.
-        packet.message.~XCP_Message();
-        new (&packet.message) XCP_Message(xcp);
+        packet.message = xcp;
         packet.slave = SlaveKey();
     }
 
