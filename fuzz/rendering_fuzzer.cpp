@@ -130,6 +130,25 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         showEveryEnumeration(text, int32At(control + offset));
     }
 
+    // The accessors answer only for the transport they belong to.
+    uint16_t len = 0;
+    uint16_t ctr = 0;
+    check(message->header.getLEN(len) == message->header.getCTR(ctr), "LEN and CTR disagree on being there");
+    uint32_t canId = 0;
+    cantype_t canType = CT_STANDARD;
+    uint8_t canChannel = 0;
+    check(message->getCanTransportTypeSettings(canId, canType, canChannel) ==
+              (message->getTransportType() == XCP_Message::TT_CAN),
+          "CAN settings answered for another transport");
+    std::string dst;
+    std::string src;
+    std::string mask;
+    uint16_t port = 0;
+    bool tcp = false;
+    check(message->getEthernetTransportTypeSettings(dst, src, mask, port, tcp) ==
+              (message->getTransportType() == XCP_Message::TT_ETHERNET),
+          "Ethernet settings answered for another transport");
+
     std::unique_ptr<MessageBase> copy(message->clone());
     check(*copy == *message, "a clone differs from its original");
     check(copy->toString() == line.str(), "a clone renders differently");
