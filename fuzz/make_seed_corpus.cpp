@@ -1,7 +1,8 @@
 // Writes the seed corpus of the fuzz targets: records of XCP-on-CAN and XCP-on-Ethernet
 // messages built the way the unit tests build them (every time-stamp type, commands,
 // responses, errors, events, DAQ and STIM packets, fill bytes), unknown and FlexRay records,
-// and truncated records, each in the input format of each target.
+// truncated records and records under another message type's identifier, each in the input
+// format of each target.
 //
 // Usage: make_seed_corpus <directory>; creates <directory>/{message,pieces,rendering}/.
 
@@ -187,6 +188,13 @@ int main(int argc, char** argv)
 
         // message: the whole record, then truncations through the length selector.
         ok = writeFile(root + "/message/" + seed.name, concat({{0xff, 0xff}, record})) && ok;
+        if (seed.name == "can-connect" || seed.name == "eth-daq-ts-word") {
+            // The same record under the identifier of another message type (CAN, 1).
+            byteVec_t other = record;
+            other[2] = 0x00;
+            other[3] = 0x01;
+            ok = writeFile(root + "/message/" + seed.name + "-other-type", concat({{0xff, 0xff}, other})) && ok;
+        }
         if (message.getTransportType() == M::TT_CAN || message.getTransportType() == M::TT_ETHERNET) {
             const size_t cuts[] = {13, 16, 17, 20, 30, record.size() - 7, record.size() - 3, record.size() - 1};
             for (size_t cut : cuts) {

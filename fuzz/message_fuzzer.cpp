@@ -5,8 +5,11 @@
 // size. Whatever the reader returns is rendered and written into exactly getSize() + 2
 // bytes. When the read reported nothing and the message is within the record's limits
 // (strings under 256 characters, time stamp under 254 bytes), the record written must read
-// back equal and write again to the same bytes.
+// back equal and write again to the same bytes. The same bytes then go through the record
+// dispatcher readMessage with either handling of unknown records: an XCP record must give the
+// message read above, any other record nothing or an InvalidMessage that keeps its bytes.
 
+#include "MessageReaders.h"
 #include "fuzz_support.h"
 
 using fuzzsupport::check;
@@ -62,11 +65,45 @@ ExactBuffer writeRecord(const XCP_Message& message)
     return ExactBuffer(buffer.bytes.get(), written);
 }
 
+void checkDispatcher(const ExactBuffer& input, const XCP_Message& direct)
+{
+    const bool xcpRecord = input.size >= 4 && byteArrayToUint16(input.bytes.get() + 2) == MSGID_XCP;
+    for (MessageBase::invalidMsgHandling_t handling :
+         {MessageBase::IMH_RETURN_NULL, MessageBase::IMH_RETURN_INVALID_MESSAGE}) {
+        MessageBase::invalidHandling = handling;
+        std::unique_ptr<MessageBase> message(::readMessage(input.bytes.get(), input.size));
+        if (xcpRecord) {
+            const XCP_Message* xcp = dynamic_cast<const XCP_Message*>(message.get());
+            check(xcp != nullptr && *xcp == direct && xcp->getTimeStamp() == direct.getTimeStamp(),
+                  "the dispatcher read an XCP record differently");
+            continue;
+        }
+        if (handling == MessageBase::IMH_RETURN_NULL) {
+            check(message == nullptr, "the dispatcher made something of a record it has no reader for");
+            continue;
+        }
+        const InvalidMessage* invalid = dynamic_cast<const InvalidMessage*>(message.get());
+        check(invalid != nullptr, "the dispatcher returned no InvalidMessage");
+        const byteVec_t& kept = invalid->getRecord();
+        check(kept.size() == input.size && std::equal(kept.begin(), kept.end(), input.bytes.get()),
+              "an InvalidMessage did not keep the record's bytes");
+        ExactBuffer out(invalid->getSize());
+        uint8_t* cursor = out.bytes.get();
+        size_t written = invalid->writeToByteArray(cursor, out.size, false);
+        check(written == kept.size() && static_cast<size_t>(cursor - out.bytes.get()) == written &&
+                  std::equal(kept.begin(), kept.end(), out.bytes.get()),
+              "an InvalidMessage did not write its bytes back unchanged");
+        check(!invalid->toString().empty(), "an InvalidMessage rendered nothing");
+    }
+    MessageBase::invalidHandling = MessageBase::IMH_RETURN_NULL;
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***)
 {
     fuzzsupport::silenceDiagnostics();
+    XCP_Message::registerMessage();
     return 0;
 }
 
@@ -88,6 +125,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         firstDiagnostics = capture.text();
     }
     render(*first);
+    checkDispatcher(input, *first);
     const ExactBuffer record = writeRecord(*first);
 
     if (!firstDiagnostics.empty() || !withinRecordLimits(*first)) {
