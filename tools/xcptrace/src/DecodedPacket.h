@@ -53,10 +53,35 @@ struct SlaveKeyHash {
     size_t operator()(const SlaveKey& key) const;
 };
 
+/// What following the XCP session told about one packet; set by the session tracker,
+/// read by the outputs. Reset for every packet before the stages run.
+struct SessionInfo {
+    /// How a DAQ packet was decoded.
+    enum class Daq : uint8_t {
+        NONE,              ///< not a DAQ packet
+        DECODED,           ///< identification field (and time stamp) taken from the bytes
+        STORED,            ///< already decoded where it came from (a trace file)
+        NO_CONFIGURATION,  ///< identification field type unknown: left as captured
+        UNKNOWN_PID,       ///< absolute ODT number of no DAQ list with a known FIRST_PID
+        SHORT_FOR_ID,      ///< fewer bytes than the identification field: left as captured
+        SHORT_FOR_TIMESTAMP,  ///< identification decoded, too few bytes for the time stamp
+    };
+    static constexpr size_t DAQ_OUTCOMES = 7;
+
+    int16_t answeredCommand = -1;  ///< response or error: the command code it answers
+    int16_t odt = -1;              ///< DAQ: ODT number within its list
+    int32_t daqList = -1;          ///< DAQ: DAQ list number
+    uint16_t lostBefore = 0;       ///< CTR: packets of this ECU and direction missing before this one
+    uint8_t timestampSize = 0;     ///< DAQ: bytes of the ECU time stamp, 0 for none
+    Daq daq = Daq::NONE;
+    uint64_t ecuTimestamp = 0;     ///< DAQ: the time stamp as a number (slave's byte order)
+};
+
 /// One XCP packet found in an input, on its way to the output.
 struct DecodedPacket {
     XCP_Message message;
     SlaveKey slave;
+    SessionInfo session;
 };
 
 /// The packets one input step produced. Slots are reused from step to step so that the

@@ -8,6 +8,7 @@ uint64_t runPipeline(PacketSource& source, EcuNumbering& numbering, const std::v
     uint64_t count = 0;
     while (DecodedPacket* packet = source.next()) {
         numbering.apply(*packet);
+        packet->session = SessionInfo();
         for (PacketStage* stage : stages) {
             stage->process(*packet);
         }

@@ -61,6 +61,12 @@ uint64_t ProblemLog::total() const
     return sum;
 }
 
+const char* ProblemLog::name(Problem kind, bool several)
+{
+    const ProblemName& names = PROBLEM_NAMES[static_cast<size_t>(kind)];
+    return several ? names.many : names.one;
+}
+
 void ProblemLog::writeSummary() const
 {
     if (total() == 0) {

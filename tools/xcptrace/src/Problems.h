@@ -57,6 +57,8 @@ public:
     uint64_t total() const;
     /// "xcptrace: skipped: 1 ..., 2 ..." or nothing when nothing was skipped.
     void writeSummary() const;
+    /// What a kind of problem is called, for one or for several ("malformed candump line").
+    static const char* name(Problem kind, bool several);
 
 private:
     std::ostream& out_;

@@ -1,21 +1,28 @@
 // xcptrace: decodes XCP traffic from network captures, CAN captures, candump logs and trace
-// files into XCP messages, prints them or writes them to a trace file.
+// files into XCP messages, follows each ECU's session to decode its DAQ packets, and
+// prints them, writes them to a trace file, sums them up or exports them as rows.
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <cerrno>
 #include <cstring>
 #include <iostream>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "EcuNumbering.h"
+#include "Export.h"
 #include "OutputSinks.h"
 #include "Pipeline.h"
 #include "Problems.h"
+#include "SessionTracker.h"
 #include "Sources.h"
+#include "Statistics.h"
 
 #ifndef XCPTRACE_VERSION
 #define XCPTRACE_VERSION "unknown"
@@ -35,9 +42,13 @@ struct CommonOptions {
     std::vector<std::string> canPairs;
     std::vector<std::string> ecus;
     bool strict = false;
+    int daqIdType = -1;
+    int daqTimestampSize = -1;
+    int daqByteOrder = -1;
+    bool raw = false;
 };
 
-void addCommonOptions(CLI::App& command, CommonOptions& options)
+void addCommonOptions(CLI::App& command, CommonOptions& options, bool rawOption)
 {
     command.add_option("INPUT", options.inputs,
                        "pcap or pcapng capture, candump log (candump -l) or trace file written by convert; "
@@ -62,6 +73,53 @@ void addCommonOptions(CLI::App& command, CommonOptions& options)
         ->allow_extra_args(false)
         ->type_name("SLAVE=N");
     command.add_flag("--strict", options.strict, "exit with code 1 when anything was skipped as malformed");
+
+    const std::map<std::string, int> idTypes{{"absolute", XCP_Message::IFT_ABSOLUTE_ODT_NUMBER},
+                                             {"byte", XCP_Message::IFT_RELATIVE_ODT_ABSOLUTE_DAQ_BYTE},
+                                             {"word", XCP_Message::IFT_RELATIVE_ODT_ABSOLUTE_DAQ_WORD},
+                                             {"aligned", XCP_Message::IFT_RELATIVE_ODT_ABSOLUTE_DAQ_ALIGNED}};
+    command
+        .add_option("--daq-id-type", options.daqIdType,
+                    "identification field of DAQ packets where the input lacks GET_DAQ_PROCESSOR_INFO's response: "
+                    "absolute (ODT number), byte, word or aligned (relative ODT number with the DAQ list number as "
+                    "a byte, a word, or a word after a fill byte)")
+        ->transform(CLI::CheckedTransformer(idTypes, CLI::ignore_case))
+        ->type_name("TYPE");
+    command
+        .add_option("--daq-timestamp-size", options.daqTimestampSize,
+                    "bytes of the time stamp in the first ODT of each DAQ list (0, 1, 2 or 4) where the input "
+                    "lacks GET_DAQ_RESOLUTION_INFO's response or SET_DAQ_LIST_MODE")
+        ->check(CLI::IsMember({0, 1, 2, 4}))
+        ->type_name("N");
+    const std::map<std::string, int> byteOrders{{"intel", 0}, {"motorola", 1}};
+    command
+        .add_option("--daq-byte-order", options.daqByteOrder,
+                    "the slave's byte order where the input lacks CONNECT's response: intel (default) or motorola")
+        ->transform(CLI::CheckedTransformer(byteOrders, CLI::ignore_case))
+        ->type_name("ORDER");
+    if (rawOption) {
+        command.add_flag("--raw", options.raw,
+                         "do not follow the sessions: every packet as captured, its first byte as PID and the rest "
+                         "as data");
+    }
+}
+
+SessionAssumptions assumptionsOf(const CommonOptions& options)
+{
+    SessionAssumptions assumptions;
+    if (options.daqIdType >= 0) {
+        assumptions.idTypeGiven = true;
+        assumptions.idType = static_cast<XCP_Message::identificationFieldType_t>(options.daqIdType);
+    }
+    if (options.daqTimestampSize >= 0) {
+        assumptions.timestampSizeGiven = true;
+        assumptions.timestampSize = static_cast<uint8_t>(options.daqTimestampSize);
+    }
+    if (options.daqByteOrder >= 0) {
+        assumptions.byteOrderGiven = true;
+        assumptions.bigEndian = options.daqByteOrder == 1;
+    }
+    return assumptions;
 }
 
 int fail(const std::string& text)
@@ -78,9 +136,31 @@ bool sameFile(const std::string& a, const std::string& b)
            first.st_ino == second.st_ino;
 }
 
-enum class Command { SHOW, CONVERT };
+enum class Command { SHOW, CONVERT, STATS, EXPORT };
 
-int run(Command command, const CommonOptions& common, const std::string& output)
+/// What only one subcommand takes.
+struct CommandOptions {
+    std::string output;  ///< convert: the trace file; export: the file (empty: standard output)
+    bool json = false;   ///< stats
+    ExportSink::Format format = ExportSink::Format::CSV;  ///< export
+};
+
+/// Runs the pipeline into the sink and checks that the output was written.
+int writeThrough(PacketSource& source, EcuNumbering& numbering, const std::vector<PacketStage*>& stages,
+                 PacketSink& sink, FdOutputBuffer& buffer, const std::string& name)
+{
+    runPipeline(source, numbering, stages, sink);
+    std::string error;
+    sink.close(error);
+    buffer.pubsync();
+    if (buffer.error() != 0) {
+        return fail((name.empty() ? std::string() : name + ": ") + "cannot write the output: " +
+                    std::strerror(buffer.error()));
+    }
+    return 0;
+}
+
+int run(Command command, const CommonOptions& common, const CommandOptions& options)
 {
     DecodeOptions decode;
     if (!common.ports.empty()) {
@@ -111,8 +191,9 @@ int run(Command command, const CommonOptions& common, const std::string& output)
     XCP_Message::registerMessage();
     ProblemLog problems(std::cerr);
     std::vector<std::unique_ptr<PacketSource>> inputs;
+    const std::string& output = options.output;
     for (const std::string& path : common.inputs) {
-        if (command == Command::CONVERT && sameFile(path, output)) {
+        if ((command == Command::CONVERT || command == Command::EXPORT) && !output.empty() && sameFile(path, output)) {
             return fail(output + ": is also an input; choose another output file");
         }
         try {
@@ -122,19 +203,22 @@ int run(Command command, const CommonOptions& common, const std::string& output)
         }
     }
     MergedSource source(std::move(inputs));
+    SessionTracker tracker(assumptionsOf(common), std::cerr);
     std::vector<PacketStage*> stages;
+    if (!common.raw) {
+        stages.push_back(&tracker);
+    }
 
-    if (command == Command::SHOW) {
+    int result = 0;
+    switch (command) {
+    case Command::SHOW: {
         FdOutputBuffer buffer(STDOUT_FILENO);
         std::ostream out(&buffer);
         ShowSink sink(out);
-        runPipeline(source, numbering, stages, sink);
-        std::string error;
-        sink.close(error);
-        if (buffer.error() != 0) {
-            return fail(std::string("cannot write the output: ") + std::strerror(buffer.error()));
-        }
-    } else {
+        result = writeThrough(source, numbering, stages, sink, buffer, std::string());
+        break;
+    }
+    case Command::CONVERT: {
         TraceFileSink sink;
         std::string error;
         if (!sink.open(output, error)) {
@@ -144,6 +228,46 @@ int run(Command command, const CommonOptions& common, const std::string& output)
         if (!sink.close(error)) {
             return fail(output + ": cannot write: " + error);
         }
+        break;
+    }
+    case Command::STATS: {
+        StatsSink sink(tracker, problems);
+        runPipeline(source, numbering, stages, sink);
+        FdOutputBuffer buffer(STDOUT_FILENO);
+        std::ostream out(&buffer);
+        if (options.json) {
+            sink.writeJson(out);
+        } else {
+            sink.writeText(out);
+        }
+        out.flush();
+        if (buffer.error() != 0) {
+            return fail(std::string("cannot write the output: ") + std::strerror(buffer.error()));
+        }
+        break;
+    }
+    case Command::EXPORT: {
+        int fd = STDOUT_FILENO;
+        if (!output.empty()) {
+            fd = ::open(output.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+            if (fd < 0) {
+                return fail(output + ": cannot create: " + std::strerror(errno));
+            }
+        }
+        {
+            FdOutputBuffer buffer(fd);
+            std::ostream out(&buffer);
+            ExportSink sink(out, options.format);
+            result = writeThrough(source, numbering, stages, sink, buffer, output);
+        }
+        if (fd != STDOUT_FILENO && ::close(fd) != 0 && result == 0) {
+            return fail(output + ": cannot write: " + std::strerror(errno));
+        }
+        break;
+    }
+    }
+    if (result != 0) {
+        return result;
     }
     problems.writeSummary();
     return common.strict && problems.total() != 0 ? EXIT_SKIPPED : 0;
@@ -162,14 +286,37 @@ int main(int argc, char** argv)
 
     CommonOptions showOptions;
     CLI::App* show = app.add_subcommand("show", "print one line per XCP packet, in time order");
-    addCommonOptions(*show, showOptions);
+    addCommonOptions(*show, showOptions, true);
 
     CommonOptions convertOptions;
-    std::string output;
+    CommandOptions convertOnly;
     CLI::App* convert = app.add_subcommand("convert", "write the XCP packets to a trace file");
-    addCommonOptions(*convert, convertOptions);
-    convert->add_option("-o,--output", output, "trace file to write (created or overwritten)")
+    addCommonOptions(*convert, convertOptions, true);
+    convert->add_option("-o,--output", convertOnly.output, "trace file to write (created or overwritten)")
         ->required()
+        ->type_name("FILE");
+
+    CommonOptions statsOptions;
+    CommandOptions statsOnly;
+    CLI::App* stats = app.add_subcommand(
+        "stats", "sum up each ECU's traffic: packet types, commands and their answers, errors, events, service "
+                 "requests, DAQ lists, lost packets");
+    addCommonOptions(*stats, statsOptions, false);
+    stats->add_flag("--json", statsOnly.json, "write one JSON document instead of tables");
+
+    CommonOptions exportOptions;
+    CommandOptions exportOnly;
+    CLI::App* exporting = app.add_subcommand(
+        "export", "write one row per XCP packet (time, ECU, transport, direction, packet type, command, error, "
+                  "event, service, PID, DAQ list, ODT, ECU time stamp, data, LEN, CTR) for analysis tools");
+    addCommonOptions(*exporting, exportOptions, true);
+    const std::map<std::string, ExportSink::Format> formats{{"csv", ExportSink::Format::CSV},
+                                                            {"jsonl", ExportSink::Format::JSONL}};
+    exporting->add_option("--format", exportOnly.format, "csv (with a header line) or jsonl (one JSON object a line)")
+        ->required()
+        ->transform(CLI::CheckedTransformer(formats, CLI::ignore_case))
+        ->type_name("FORMAT");
+    exporting->add_option("-o,--output", exportOnly.output, "file to write (default: standard output)")
         ->type_name("FILE");
 
     try {
@@ -179,7 +326,13 @@ int main(int argc, char** argv)
         return code == 0 ? 0 : EXIT_INPUT;
     }
     if (show->parsed()) {
-        return run(Command::SHOW, showOptions, std::string());
+        return run(Command::SHOW, showOptions, CommandOptions());
     }
-    return run(Command::CONVERT, convertOptions, output);
+    if (stats->parsed()) {
+        return run(Command::STATS, statsOptions, statsOnly);
+    }
+    if (exporting->parsed()) {
+        return run(Command::EXPORT, exportOptions, exportOnly);
+    }
+    return run(Command::CONVERT, convertOptions, convertOnly);
 }
