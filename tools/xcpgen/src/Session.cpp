@@ -93,6 +93,7 @@ private:
         Send s;
         s.timeNs = now_;
         s.fromMaster = fromMaster;
+        s.captured = captured_;
         s.packets = std::move(packets);
         out_(s);
     }
@@ -107,23 +108,25 @@ private:
     }
     void command(std::vector<uint8_t> bytes) { exchange(std::move(bytes), {PID_RES}); }
 
-    void layOut();
+    void layOut(bool lastListFirst);
     void configure();
-    void acquire();
+    void acquire(bool withLoss);
     std::vector<uint8_t> daqPacket(const DaqListLayout& list, size_t odt, uint64_t cycle);
 
-    const SessionConfig& config_;
+    SessionConfig config_;  ///< changes when the slave reconnects with another variant
     const std::function<void(const Send&)>& out_;
     Random random_;
     uint64_t now_;
     uint64_t daqStartNs_ = 0;
+    bool captured_ = true;
     std::vector<DaqListLayout> lists_;
 };
 
-void Session::layOut()
+void Session::layOut(bool lastListFirst)
 {
     // DAQ list 0 on the fast event with two ODTs, list 1 on the slow event with one; ODTs
-    // hold what fits under MAX_DTO next to the identification field and time stamp.
+    // hold what fits under MAX_DTO next to the identification field and time stamp. The
+    // slave numbers the ODTs of list 0 first, or of list 1 first.
     const unsigned wanted[2][2] = {{6, 7}, {4, 0}};
     const size_t odtCount[2] = {2, 1};
     uint8_t nextPid = 0;
@@ -148,6 +151,10 @@ void Session::layOut()
         }
         nextPid = static_cast<uint8_t>(nextPid + list.odts.size());
         lists_.push_back(list);
+    }
+    if (lastListFirst) {
+        lists_[1].firstPid = 0;
+        lists_[0].firstPid = static_cast<uint8_t>(lists_[1].odts.size());
     }
 }
 
@@ -265,7 +272,7 @@ std::vector<uint8_t> Session::daqPacket(const DaqListLayout& list, size_t odt, u
     return bytes;
 }
 
-void Session::acquire()
+void Session::acquire(bool withLoss)
 {
     wait(800, 2000);
     daqStartNs_ = now_;
@@ -291,7 +298,7 @@ void Session::acquire()
                 }
                 Packet packet{daqPacket(list, odt, cycle), false};
                 // Half way through, the second ODT of list 0 is lost once.
-                packet.lost = cycle == lostCycle && list.number == 0 && odt == 1;
+                packet.lost = withLoss && cycle == lostCycle && list.number == 0 && odt == 1;
                 packets.push_back(std::move(packet));
                 ++sent;
             }
@@ -308,9 +315,11 @@ void Session::acquire()
 
 void Session::play()
 {
-    layOut();
+    layOut(false);
+    captured_ = !config_.startAtDaq;
     configure();
-    acquire();
+    captured_ = true;
+    acquire(true);
     std::vector<uint8_t> upload{0xF4, 0x04, 0x00, 0x00};
     putDword(upload, 0xFFFFFF00);
     exchange(upload, {PID_ERR, ERR_OUT_OF_RANGE});  // SHORT_UPLOAD, refused
@@ -319,6 +328,18 @@ void Session::play()
     wait(2000, 5000);
     send(false, {Packet{{PID_SERV, SERV_TEXT, 'd', 'o', 'n', 'e', 0x00}, false}});
     exchange({0xFE}, {PID_RES});  // DISCONNECT
+
+    if (config_.reconnect) {
+        wait(50000, 80000);
+        config_.idType = config_.reconnectWith.idType;
+        config_.timestampSize = config_.reconnectWith.timestampSize;
+        config_.bigEndian = config_.reconnectWith.bigEndian;
+        lists_.clear();
+        layOut(true);
+        configure();
+        acquire(false);
+        exchange({0xFE}, {PID_RES});  // DISCONNECT
+    }
 }
 
 }  // namespace

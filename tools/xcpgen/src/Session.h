@@ -16,6 +16,13 @@ enum class IdentificationType : uint8_t {
     RELATIVE_DAQ_ALIGNED = 3, ///< ODT number, a fill byte, DAQ list number as a word
 };
 
+/// What a slave announces about its DAQ packets, and its byte order.
+struct DaqVariant {
+    IdentificationType idType = IdentificationType::ABSOLUTE_ODT;
+    unsigned timestampSize = 4;  ///< 0, 1, 2 or 4 bytes; unit 1 us, 1 tick
+    bool bigEndian = false;
+};
+
 /// Everything that shapes the scripted session.
 struct SessionConfig {
     uint64_t startNs = 1700000000000000000ull;  ///< 2023-11-14 22:13:20 UTC
@@ -28,6 +35,14 @@ struct SessionConfig {
     bool bigEndian = false;     ///< the slave's byte order (COMM_MODE_BASIC bit 0)
     unsigned maxCto = 255;
     unsigned maxDto = 1400;
+    /// The capture starts with the DAQ phase: everything sent before it is not captured
+    /// (its counters run on all the same).
+    bool startAtDaq = false;
+    /// After DISCONNECT the master connects again to a slave that now announces
+    /// `reconnectWith`, configures the DAQ lists anew (FIRST_PIDs in the other order) and
+    /// runs a second DAQ phase without losses.
+    bool reconnect = false;
+    DaqVariant reconnectWith;
 };
 
 /// One XCP packet of the session (without any transport framing).
@@ -41,6 +56,8 @@ struct Packet {
 struct Send {
     uint64_t timeNs = 0;
     bool fromMaster = false;
+    bool captured = true;  ///< false: sent before the capture started
+    unsigned ecu = 0;      ///< which slave (0 for the first), set by the caller
     std::vector<Packet> packets;
 };
 
@@ -48,7 +65,8 @@ struct Send {
 /// GET_DAQ_RESOLUTION_INFO, FREE_DAQ, ALLOC_DAQ, ALLOC_ODT, ALLOC_ODT_ENTRY, SET_DAQ_PTR,
 /// WRITE_DAQ, SET_DAQ_LIST_MODE, START_STOP_DAQ_LIST, START_STOP_SYNCH, the DAQ phase (two
 /// DAQ lists with time stamps, one packet lost half way), SHORT_UPLOAD answered by
-/// ERR_OUT_OF_RANGE, the event EV_DAQ_OVERLOAD, the service request SERV_TEXT, DISCONNECT.
+/// ERR_OUT_OF_RANGE, the event EV_DAQ_OVERLOAD, the service request SERV_TEXT, DISCONNECT;
+/// and, with `reconnect`, a second connection (configuration, DAQ phase, DISCONNECT).
 /// Every send goes to `out` in time order. Deterministic for a given configuration.
 void playSession(const SessionConfig& config, const std::function<void(const Send&)>& out);
 

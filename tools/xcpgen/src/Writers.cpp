@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <map>
 
 namespace xcpgen {
 
@@ -67,6 +68,26 @@ private:
     std::FILE* file_ = nullptr;
 };
 
+/// Records waiting to be written in time order (equal times keep their order).
+template <typename Record>
+class TimeOrdered {
+public:
+    void add(uint64_t timeNs, Record record) { waiting_.emplace(timeNs, std::move(record)); }
+    /// Hands every record up to `timeNs` (all when it is UINT64_MAX) to `write`.
+    template <typename Write>
+    void release(uint64_t timeNs, Write&& write)
+    {
+        auto end = waiting_.upper_bound(timeNs);
+        for (auto it = waiting_.begin(); it != end; ++it) {
+            write(it->first, it->second);
+        }
+        waiting_.erase(waiting_.begin(), end);
+    }
+
+private:
+    std::multimap<uint64_t, Record> waiting_;
+};
+
 /// Classic pcap with microsecond time stamps, little-endian.
 class PcapFile {
 public:
@@ -91,7 +112,20 @@ public:
         file_.write(header.data(), header.size());
         return true;
     }
-    void record(uint64_t timeNs, const std::vector<uint8_t>& frame)
+    /// Takes a record; it is written once release() reaches its time.
+    void record(uint64_t timeNs, std::vector<uint8_t> frame) { waiting_.add(timeNs, std::move(frame)); }
+    void release(uint64_t timeNs)
+    {
+        waiting_.release(timeNs, [this](uint64_t time, const std::vector<uint8_t>& frame) { write(time, frame); });
+    }
+    bool close(std::string& error)
+    {
+        release(UINT64_MAX);
+        return file_.close(error);
+    }
+
+private:
+    void write(uint64_t timeNs, const std::vector<uint8_t>& frame)
     {
         uint32_t fields[4] = {static_cast<uint32_t>(timeNs / 1000000000ull),
                               static_cast<uint32_t>(timeNs % 1000000000ull / 1000),
@@ -105,10 +139,9 @@ public:
         file_.write(header, sizeof header);
         file_.write(frame.data(), frame.size());
     }
-    bool close(std::string& error) { return file_.close(error); }
 
-private:
     OutputFile file_;
+    TimeOrdered<std::vector<uint8_t>> waiting_;
 };
 
 /// XCP on Ethernet: LEN and CTR before every packet; one counter for each side. A lost
@@ -120,7 +153,7 @@ public:
         std::vector<uint8_t> bytes;
         uint16_t& counter = counters_[send.fromMaster ? 0 : 1];
         for (const Packet& packet : send.packets) {
-            if (!packet.lost) {
+            if (!packet.lost && send.captured) {
                 putLe16(bytes, static_cast<uint16_t>(packet.bytes.size()));
                 putLe16(bytes, counter);
                 bytes.insert(bytes.end(), packet.bytes.begin(), packet.bytes.end());
@@ -142,7 +175,21 @@ struct Host {
 
 const Host MASTER_UDP{{0x02, 0x00, 0x00, 0x00, 0x00, 0x01}, {192, 168, 0, 1}, 50000};
 const Host MASTER_TCP{{0x02, 0x00, 0x00, 0x00, 0x00, 0x01}, {192, 168, 0, 1}, 50001};
-const Host SLAVE{{0x02, 0x00, 0x00, 0x00, 0x00, 0x02}, {192, 168, 0, 2}, SLAVE_PORT};
+
+/// The slaves: 192.168.0.2, .3, ... on port 5555.
+Host slaveHost(unsigned ecu)
+{
+    uint8_t last = static_cast<uint8_t>(2 + ecu);
+    return Host{{0x02, 0x00, 0x00, 0x00, 0x00, last}, {192, 168, 0, last}, SLAVE_PORT};
+}
+
+/// The master's end of the TCP connection to each slave: its own port.
+Host masterTcpHost(unsigned ecu)
+{
+    Host host = MASTER_TCP;
+    host.port = static_cast<uint16_t>(MASTER_TCP.port + ecu);
+    return host;
+}
 
 uint32_t sumWords(const uint8_t* data, size_t count, uint32_t sum = 0)
 {
@@ -211,16 +258,19 @@ std::vector<uint8_t> ipv4Frame(const Host& from, const Host& to, uint8_t protoco
 
 class UdpWriter : public TransportWriter {
 public:
+    explicit UdpWriter(unsigned ecus) : framers_(ecus) {}
     bool open(const std::string& path, std::string& error) { return pcap_.open(path, LINKTYPE_ETHERNET, error); }
     void begin(uint64_t) override {}
     void send(const Send& send) override
     {
-        std::vector<uint8_t> payload = framer_.frame(send);
+        pcap_.release(send.timeNs);
+        std::vector<uint8_t> payload = framers_[send.ecu].frame(send);
         if (payload.empty()) {
             return;
         }
-        const Host& from = send.fromMaster ? MASTER_UDP : SLAVE;
-        const Host& to = send.fromMaster ? SLAVE : MASTER_UDP;
+        Host slave = slaveHost(send.ecu);
+        const Host& from = send.fromMaster ? MASTER_UDP : slave;
+        const Host& to = send.fromMaster ? slave : MASTER_UDP;
         std::vector<uint8_t> udp;
         putBe16(udp, from.port);
         putBe16(udp, to.port);
@@ -234,30 +284,36 @@ public:
 
 private:
     PcapFile pcap_;
-    XcpFramer framer_;
+    std::vector<XcpFramer> framers_;
     uint16_t identification_ = 0;
 };
 
-/// XCP on TCP: one connection, handshake first, FIN last; every send is cut into one to
+/// XCP on TCP: one connection per slave, handshake first, FIN last; every send is cut into one to
 /// three segments at places that fall inside XCP messages, and the other side
 /// acknowledges it.
 class TcpWriter : public TransportWriter {
 public:
-    explicit TcpWriter(uint64_t seed) : random_(seed ^ 0x7C9A3B1Dull) {}
+    TcpWriter(uint64_t seed, unsigned ecus) : random_(seed ^ 0x7C9A3B1Dull), connections_(ecus) {}
     bool open(const std::string& path, std::string& error) { return pcap_.open(path, LINKTYPE_ETHERNET, error); }
 
     void begin(uint64_t timeNs) override
     {
-        segment(timeNs, true, FLAG_SYN, nullptr, 0);
-        ++next_[0];
-        segment(timeNs + 100 * MICROSECOND, false, FLAG_SYN | FLAG_ACK, nullptr, 0);
-        ++next_[1];
-        segment(timeNs + 200 * MICROSECOND, true, FLAG_ACK, nullptr, 0);
+        for (unsigned ecu = 0; ecu < connections_.size(); ++ecu) {
+            uint64_t start = timeNs + ecu * 300 * MICROSECOND;
+            uint32_t* next = connections_[ecu].next;
+            segment(ecu, start, true, FLAG_SYN, nullptr, 0);
+            ++next[0];
+            segment(ecu, start + 100 * MICROSECOND, false, FLAG_SYN | FLAG_ACK, nullptr, 0);
+            ++next[1];
+            segment(ecu, start + 200 * MICROSECOND, true, FLAG_ACK, nullptr, 0);
+        }
     }
 
     void send(const Send& send) override
     {
-        std::vector<uint8_t> bytes = framer_.frame(send);
+        pcap_.release(send.timeNs);
+        Connection& connection = connections_[send.ecu];
+        std::vector<uint8_t> bytes = connection.framer.frame(send);
         if (bytes.empty()) {
             return;
         }
@@ -277,21 +333,26 @@ public:
         uint64_t time = send.timeNs;
         size_t start = 0;
         for (size_t cut : cuts) {
-            segment(time, send.fromMaster, FLAG_PSH | FLAG_ACK, bytes.data() + start, cut - start);
-            next_[send.fromMaster ? 0 : 1] += static_cast<uint32_t>(cut - start);
+            segment(send.ecu, time, send.fromMaster, FLAG_PSH | FLAG_ACK, bytes.data() + start, cut - start);
+            connection.next[send.fromMaster ? 0 : 1] += static_cast<uint32_t>(cut - start);
             start = cut;
             time += 2 * MICROSECOND;
         }
-        segment(time + 8 * MICROSECOND, !send.fromMaster, FLAG_ACK, nullptr, 0);
+        segment(send.ecu, time + 8 * MICROSECOND, !send.fromMaster, FLAG_ACK, nullptr, 0);
     }
 
     void end(uint64_t timeNs) override
     {
-        segment(timeNs, true, FLAG_FIN | FLAG_ACK, nullptr, 0);
-        ++next_[0];
-        segment(timeNs + 100 * MICROSECOND, false, FLAG_FIN | FLAG_ACK, nullptr, 0);
-        ++next_[1];
-        segment(timeNs + 200 * MICROSECOND, true, FLAG_ACK, nullptr, 0);
+        pcap_.release(timeNs);
+        for (unsigned ecu = 0; ecu < connections_.size(); ++ecu) {
+            uint64_t start = timeNs + ecu * 300 * MICROSECOND;
+            uint32_t* next = connections_[ecu].next;
+            segment(ecu, start, true, FLAG_FIN | FLAG_ACK, nullptr, 0);
+            ++next[0];
+            segment(ecu, start + 100 * MICROSECOND, false, FLAG_FIN | FLAG_ACK, nullptr, 0);
+            ++next[1];
+            segment(ecu, start + 200 * MICROSECOND, true, FLAG_ACK, nullptr, 0);
+        }
     }
 
     bool close(std::string& error) override { return pcap_.close(error); }
@@ -310,15 +371,23 @@ private:
         return z ^ (z >> 31);
     }
 
-    void segment(uint64_t timeNs, bool fromMaster, uint8_t flags, const uint8_t* data, size_t count)
+    struct Connection {
+        XcpFramer framer;
+        uint32_t next[2] = {0x10000000u, 0x20000000u};  // initial sequence numbers: master, slave
+    };
+
+    void segment(unsigned ecu, uint64_t timeNs, bool fromMaster, uint8_t flags, const uint8_t* data, size_t count)
     {
-        const Host& from = fromMaster ? MASTER_TCP : SLAVE;
-        const Host& to = fromMaster ? SLAVE : MASTER_TCP;
+        Host master = masterTcpHost(ecu);
+        Host slave = slaveHost(ecu);
+        const Host& from = fromMaster ? master : slave;
+        const Host& to = fromMaster ? slave : master;
+        const uint32_t* next = connections_[ecu].next;
         std::vector<uint8_t> tcp;
         putBe16(tcp, from.port);
         putBe16(tcp, to.port);
-        putBe32(tcp, next_[fromMaster ? 0 : 1]);
-        putBe32(tcp, (flags & FLAG_ACK) != 0 ? next_[fromMaster ? 1 : 0] : 0);
+        putBe32(tcp, next[fromMaster ? 0 : 1]);
+        putBe32(tcp, (flags & FLAG_ACK) != 0 ? next[fromMaster ? 1 : 0] : 0);
         tcp.push_back(0x50);  // header length 20
         tcp.push_back(flags);
         putBe16(tcp, 65535);  // window
@@ -331,9 +400,8 @@ private:
     }
 
     PcapFile pcap_;
-    XcpFramer framer_;
     uint64_t random_;
-    uint32_t next_[2] = {0x10000000u, 0x20000000u};  // initial sequence numbers: master, slave
+    std::vector<Connection> connections_;
     uint16_t identification_ = 0;
 };
 
@@ -346,21 +414,25 @@ public:
     void end(uint64_t) override {}
     void send(const Send& send) override
     {
+        release(send.timeNs);
         uint64_t time = send.timeNs;
+        uint32_t offset = 2 * send.ecu;
         for (const Packet& packet : send.packets) {
-            if (!packet.lost) {
+            if (!packet.lost && send.captured) {
                 std::vector<uint8_t> payload = packet.bytes;
                 if (config_.canPadding && payload.size() < 8) {
                     payload.resize(8, 0x00);
                 }
-                frame(time, send.fromMaster ? config_.canMaster : config_.canSlave, payload);
+                frame(time, (send.fromMaster ? config_.canMaster : config_.canSlave) + offset, payload);
             }
             time += 200 * MICROSECOND;
         }
     }
 
 protected:
+    /// Takes a frame; it is written once release() reaches its time.
     virtual void frame(uint64_t timeNs, uint32_t id, const std::vector<uint8_t>& payload) = 0;
+    virtual void release(uint64_t timeNs) = 0;
     TransportConfig config_;
 };
 
@@ -374,6 +446,7 @@ public:
     bool close(std::string& error) override { return pcap_.close(error); }
 
 protected:
+    void release(uint64_t timeNs) override { pcap_.release(timeNs); }
     void frame(uint64_t timeNs, uint32_t id, const std::vector<uint8_t>& payload) override
     {
         std::vector<uint8_t> bytes;
@@ -387,7 +460,7 @@ protected:
         if (bytes.size() < 16) {
             bytes.resize(16, 0x00);
         }
-        pcap_.record(timeNs, bytes);
+        pcap_.record(timeNs, std::move(bytes));
     }
 
 private:
@@ -398,9 +471,17 @@ class CandumpWriter : public CanWriterBase {
 public:
     using CanWriterBase::CanWriterBase;
     bool open(const std::string& path, std::string& error) { return file_.open(path, error); }
-    bool close(std::string& error) override { return file_.close(error); }
+    bool close(std::string& error) override
+    {
+        release(UINT64_MAX);
+        return file_.close(error);
+    }
 
 protected:
+    void release(uint64_t timeNs) override
+    {
+        waiting_.release(timeNs, [this](uint64_t, const std::string& line) { file_.write(line); });
+    }
     void frame(uint64_t timeNs, uint32_t id, const std::vector<uint8_t>& payload) override
     {
         char line[64 + 2 * 64];
@@ -415,11 +496,12 @@ protected:
             text += pair;
         }
         text += '\n';
-        file_.write(text);
+        waiting_.add(timeNs, std::move(text));
     }
 
 private:
     OutputFile file_;
+    TimeOrdered<std::string> waiting_;
 };
 
 }  // namespace
@@ -429,11 +511,11 @@ std::unique_ptr<TransportWriter> openWriter(const TransportConfig& config, const
 {
     switch (config.format) {
     case Format::UDP: {
-        auto writer = std::make_unique<UdpWriter>();
+        auto writer = std::make_unique<UdpWriter>(config.ecus);
         return writer->open(path, error) ? std::move(writer) : nullptr;
     }
     case Format::TCP: {
-        auto writer = std::make_unique<TcpWriter>(config.seed);
+        auto writer = std::make_unique<TcpWriter>(config.seed, config.ecus);
         return writer->open(path, error) ? std::move(writer) : nullptr;
     }
     case Format::CAN_PCAP: {

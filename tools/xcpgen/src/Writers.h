@@ -17,12 +17,14 @@ enum class Format { UDP, TCP, CAN_PCAP, CANDUMP };
 struct TransportConfig {
     Format format = Format::UDP;
     bool canPadding = true;      ///< pad CAN frames to 8 bytes
-    uint32_t canMaster = 0x7F1;  ///< standard identifiers
-    uint32_t canSlave = 0x7F2;
+    uint32_t canMaster = 0x7F1;  ///< standard identifiers of the first slave; the next
+    uint32_t canSlave = 0x7F2;   ///< slaves use the following pairs (7F3/7F4, ...)
     uint64_t seed = 1;           ///< where TCP segments are cut
+    unsigned ecus = 1;           ///< slaves (sends carry their number): 192.168.0.2, .3, ...
 };
 
-/// Frames the sends of a session for one transport and writes them to a file.
+/// Frames the sends of a session for one transport and writes them to a file. Sends come
+/// in time order; records that a send spreads over time are written in time order too.
 class TransportWriter {
 public:
     virtual ~TransportWriter() = default;
