@@ -298,19 +298,26 @@ void StatsSink::countDaq(EcuStats& stats, const DecodedPacket& packet)
     }
     DaqListStats& list = stats.daqLists[static_cast<size_t>(slot)];
     uint64_t now = packet.message.getTimeStamp();
+    const EcuSession* session = tracker_.session(packet.message.getEcuId());
+    unsigned connects = session != nullptr ? session->connects : 0;
     ++list.packets;
     if (info.odt == 0) {
-        if (list.cycles++ == 0) {
-            list.firstCycleNs = now;
+        if (list.cycles == 0 || connects != list.runConnects || now < list.lastCycleNs) {
+            // A new connection starts a new run; the time in between does not count.
+            if (list.cycles != 0) {
+                list.earlierRunsNs += list.lastCycleNs - list.runStartNs;
+            }
+            ++list.runs;
+            list.runStartNs = now;
+            list.runConnects = connects;
         }
+        ++list.cycles;
         list.lastCycleNs = now;
     }
     if (info.timestampSize == 0) {
         return;
     }
-    const EcuSession* session = tracker_.session(packet.message.getEcuId());
     TimestampSpan& span = list.span;
-    unsigned connects = session != nullptr ? session->connects : 0;
     if (span.have && span.connects == connects && span.lastSize == info.timestampSize) {
         // The counter wraps; the capture's clock tells how often it did in between.
         uint64_t modulus = info.timestampSize >= 8 ? 0 : 1ull << (8 * info.timestampSize);
@@ -433,12 +440,7 @@ void StatsSink::writeText(std::ostream& out) const
                       [&](size_t a, size_t b) { return stats->daqIndex.listAt(a) < stats->daqIndex.listAt(b); });
             for (size_t slot : order) {
                 const DaqListStats& list = stats->daqLists[slot];
-                std::string rate = "-";
-                if (list.cycles >= 2 && list.lastCycleNs > list.firstCycleNs) {
-                    rate = fixed(static_cast<double>(list.cycles - 1) * 1e9 /
-                                     static_cast<double>(list.lastCycleNs - list.firstCycleNs),
-                                 3);
-                }
+                std::string rate = list.rateHz() < 0 ? "-" : fixed(list.rateHz(), 3);
                 std::string span = "-";
                 std::string unit = "-";
                 if (list.span.have) {
@@ -608,12 +610,7 @@ void StatsSink::writeJson(std::ostream& out) const
             entry["daq_list"] = stats->daqIndex.listAt(slot);
             entry["packets"] = list.packets;
             entry["cycles"] = list.cycles;
-            if (list.cycles >= 2 && list.lastCycleNs > list.firstCycleNs) {
-                entry["rate_hz"] = static_cast<double>(list.cycles - 1) * 1e9 /
-                                   static_cast<double>(list.lastCycleNs - list.firstCycleNs);
-            } else {
-                entry["rate_hz"] = nullptr;
-            }
+            entry["rate_hz"] = list.rateHz() < 0 ? Json(nullptr) : Json(list.rateHz());
             if (list.span.have) {
                 std::pair<uint64_t, std::string> inUnit = spanIn(list.span, session);
                 entry["timestamp_span"] = inUnit.first;

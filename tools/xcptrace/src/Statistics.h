@@ -29,9 +29,23 @@ struct TimestampSpan {
 struct DaqListStats {
     uint64_t packets = 0;
     uint64_t cycles = 0;         ///< packets of its first ODT
-    uint64_t firstCycleNs = 0;
+    // The rate counts only the time the list ran: each connection's first to last cycle.
+    uint64_t runs = 0;
+    uint64_t runStartNs = 0;
     uint64_t lastCycleNs = 0;
+    uint64_t earlierRunsNs = 0;
+    unsigned runConnects = 0;
     TimestampSpan span;
+
+    /// Cycles a second while the list ran; negative when it ran too briefly to tell.
+    double rateHz() const
+    {
+        uint64_t ns = earlierRunsNs + (lastCycleNs - runStartNs);
+        if (cycles <= runs || ns == 0) {
+            return -1;
+        }
+        return static_cast<double>(cycles - runs) * 1e9 / static_cast<double>(ns);
+    }
 };
 
 /// Counters of one ECU, kept while the packets pass: fixed-size arrays and a few small
