@@ -4,92 +4,17 @@
 // with and without time stamps; answers paired with commands; CTR gaps; reconnects;
 // assumptions for captures without the session start; packets too short for their fields.
 
-#include <deque>
-#include <sstream>
-
-#include "SessionTracker.h"
-#include "XcpOnEthernet.h"
-#include "tool_test_support.h"
+#include "traffic_support.h"
 
 using tooltest::Bytes;
 using tooltest::hex;
+using tooltest::Traffic;
 using xcptrace::DecodedPacket;
 using xcptrace::SessionAssumptions;
 using xcptrace::SessionInfo;
 using xcptrace::SessionTracker;
 
 namespace {
-
-const std::string MASTER_ADDRESS = "10.0.0.1";
-const std::string SLAVE_ADDRESS = "10.0.0.2";
-
-/// Feeds packets of one or more ECUs through a tracker, as the pipeline would.
-class Traffic {
-public:
-    explicit Traffic(const SessionAssumptions& assumptions = SessionAssumptions()) : tracker(assumptions, notes) {}
-
-    /// An XCP-on-Ethernet message from the master; CTR counts on by itself unless given.
-    DecodedPacket& tx(const std::string& bytes, uint8_t ecu = 0) { return ethernet(XCP_Message::MD_TX, bytes, ecu, -1); }
-    DecodedPacket& rx(const std::string& bytes, uint8_t ecu = 0) { return ethernet(XCP_Message::MD_RX, bytes, ecu, -1); }
-    DecodedPacket& rxWithCtr(const std::string& bytes, uint16_t ctr) { return ethernet(XCP_Message::MD_RX, bytes, 0, ctr); }
-    DecodedPacket& txWithCtr(const std::string& bytes, uint16_t ctr) { return ethernet(XCP_Message::MD_TX, bytes, 0, ctr); }
-
-    /// An XCP-on-CAN frame (no header, no CTR).
-    DecodedPacket& can(XCP_Message::msgDirection_t direction, const std::string& bytes, uint8_t ecu = 0)
-    {
-        Bytes packet = hex(bytes);
-        packets.emplace_back();
-        DecodedPacket& decoded = packets.back();
-        XCP_Message& message = decoded.message;
-        message.setTimeStamp(1700000000000000000ull + packets.size());
-        message.setTransportType(XCP_Message::TT_CAN);
-        message.setMsgDirection(direction);
-        message.setEcuId(ecu);
-        message.header.setTransportType(XCP_Message::TT_CAN);
-        message.packet.identificationField.setType(XCP_Message::IFT_CTO_PACKET_CODE);
-        message.packet.identificationField.pid = packet[0];
-        message.packet.timestampField.setType(XCP_Message::TST_NO);
-        message.packet.dataField.data.assign(packet.begin() + 1, packet.end());
-        message.tail.setTransportType(XCP_Message::TT_CAN);
-        message.setCanTransportTypeSettings(direction == XCP_Message::MD_TX ? 0x7F1 : 0x7F2, CT_STANDARD, 0);
-        tracker.process(decoded);
-        return decoded;
-    }
-
-    /// The packet part of the message's line: identification, time stamp and data fields.
-    static std::string fields(const DecodedPacket& packet)
-    {
-        std::ostringstream text;
-        text << packet.message.packet;
-        return text.str();
-    }
-
-    std::ostringstream notes;
-    SessionTracker tracker;
-    std::deque<DecodedPacket> packets;
-
-private:
-    DecodedPacket& ethernet(XCP_Message::msgDirection_t direction, const std::string& bytes, uint8_t ecu, int ctr)
-    {
-        uint16_t& counter = counters_[ecu][direction == XCP_Message::MD_TX ? 0 : 1];
-        if (ctr >= 0) {
-            counter = static_cast<uint16_t>(ctr);
-        }
-        Bytes frame = tooltest::xcp(counter++, hex(bytes));
-        packets.emplace_back();
-        DecodedPacket& decoded = packets.back();
-        bool toSlave = direction == XCP_Message::MD_TX;
-        xcptrace::EthernetEndpoints endpoints{toSlave ? &SLAVE_ADDRESS : &MASTER_ADDRESS,
-                                              toSlave ? &MASTER_ADDRESS : &SLAVE_ADDRESS, 5555, false};
-        xcptrace::fillEthernetMessage(decoded.message, 1700000000000000000ull + packets.size(), direction,
-                                      frame.data(), endpoints);
-        decoded.message.setEcuId(ecu);
-        tracker.process(decoded);
-        return decoded;
-    }
-
-    uint16_t counters_[256][2] = {};
-};
 
 /// The commands and answers that set up an Intel slave with absolute ODT numbers: two DAQ
 /// lists, list 0 with 2 ODTs from FIRST_PID 0x10, list 1 with 1 ODT from 0x12, both with
