@@ -33,7 +33,8 @@ ToolRun tshark(const std::vector<std::string>& args)
     return runProgram("tshark", all);
 }
 
-/// One XCP message as xcptrace shows it: direction and its bytes (header, PID, data).
+/// One XCP message as `xcptrace show --raw` shows it: direction and its bytes (header,
+/// PID, data).
 struct Shown {
     std::string direction;
     std::string bytes;
@@ -189,7 +190,7 @@ TEST(GeneratorTest, TsharkFindsTheSameXcpMessagesAsXcptrace)
                 directions.push_back(line.substr(0, tab) == "5555" ? "Rx" : "Tx");
             }
         }
-        std::vector<Shown> shown = shownMessages(runProgram(XCPTRACE_BINARY, {"show", example("xcp-session-udp.pcap")}).out);
+        std::vector<Shown> shown = shownMessages(runProgram(XCPTRACE_BINARY, {"show", "--raw", example("xcp-session-udp.pcap")}).out);
         ASSERT_EQ(shown.size(), expected.size());
         for (size_t i = 0; i < shown.size(); ++i) {
             EXPECT_EQ(shown[i].bytes, expected[i]) << "message " << i;
@@ -208,7 +209,7 @@ TEST(GeneratorTest, TsharkFindsTheSameXcpMessagesAsXcptrace)
             tooltest::Bytes& stream = streams[line.substr(0, tab) == "5555" ? "Rx" : "Tx"];
             stream.insert(stream.end(), bytes.begin(), bytes.end());
         }
-        std::vector<Shown> shown = shownMessages(runProgram(XCPTRACE_BINARY, {"show", example("xcp-session-tcp.pcap")}).out);
+        std::vector<Shown> shown = shownMessages(runProgram(XCPTRACE_BINARY, {"show", "--raw", example("xcp-session-tcp.pcap")}).out);
         EXPECT_EQ(ofDirection(shown, "Tx"), splitXcp(streams["Tx"]));
         EXPECT_EQ(ofDirection(shown, "Rx"), splitXcp(streams["Rx"]));
     }
@@ -216,7 +217,7 @@ TEST(GeneratorTest, TsharkFindsTheSameXcpMessagesAsXcptrace)
     for (const char* name : {"xcp-session-can.pcap", "xcp-session-can.log"}) {
         ToolRun frames = tshark({"-r", example(name), "-T", "fields", "-e", "can.id", "-e", "data.data"});
         ASSERT_EQ(frames.code, 0);
-        std::vector<Shown> shown = shownMessages(runProgram(XCPTRACE_BINARY, {"show", example(name)}).out);
+        std::vector<Shown> shown = shownMessages(runProgram(XCPTRACE_BINARY, {"show", "--raw", example(name)}).out);
         std::vector<std::string> rows = lines(frames.out);
         ASSERT_EQ(shown.size(), rows.size()) << name;
         for (size_t i = 0; i < rows.size(); ++i) {
