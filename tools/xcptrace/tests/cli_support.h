@@ -117,6 +117,19 @@ inline std::string golden(const std::string& name)
     return readText(std::string(XCPTRACE_GOLDEN_DIR) + "/" + name);
 }
 
+/// Compares text with a golden file; with XCPTRACE_REGENERATE_GOLDEN=1 in the environment
+/// writes the file instead (then check the difference by hand before committing it).
+inline void expectGolden(const std::string& name, const std::string& actual)
+{
+    std::string path = std::string(XCPTRACE_GOLDEN_DIR) + "/" + name;
+    const char* regenerate = std::getenv("XCPTRACE_REGENERATE_GOLDEN");
+    if (regenerate != nullptr && std::string(regenerate) == "1") {
+        writeText(path, actual);
+        return;
+    }
+    EXPECT_EQ(actual, readText(path)) << name;
+}
+
 inline std::vector<std::string> lines(const std::string& text)
 {
     std::vector<std::string> result;
