@@ -227,3 +227,163 @@ TEST(GeneratorTest, TsharkFindsTheSameXcpMessagesAsXcptrace)
         }
     }
 }
+
+// ---- session variants -------------------------------------------------------------------------
+
+namespace {
+
+std::vector<std::string> linesOf(const std::string& output, const std::string& part)
+{
+    std::vector<std::string> result;
+    for (const std::string& line : lines(output)) {
+        if (line.find(part) != std::string::npos) {
+            result.push_back(line);
+        }
+    }
+    return result;
+}
+
+}  // namespace
+
+TEST(GeneratorTest, SessionVariantsAreDeterministic)
+{
+    const std::vector<std::vector<std::string>> variants{
+        {"--start-at-daq"},
+        {"--reconnect-with", "word,2,motorola"},
+        {"--ecus", "3", "--ecu-with", "byte,1,intel", "--ecu-with", "aligned,0,motorola"},
+        {"--ecus", "2", "--start-at-daq", "--reconnect-with", "absolute,4,motorola"},
+    };
+    for (const char* format : {"udp", "tcp", "can-pcap", "candump"}) {
+        for (const std::vector<std::string>& options : variants) {
+            TempDir dir;
+            std::vector<std::string> args{"--format", format, "--seconds", "0.2"};
+            args.insert(args.end(), options.begin(), options.end());
+            std::vector<std::string> first = args;
+            first.insert(first.end(), {"-o", dir.file("first")});
+            std::vector<std::string> second = args;
+            second.insert(second.end(), {"-o", dir.file("second")});
+            ASSERT_EQ(xcpgen(first).code, 0) << format << " " << options[0];
+            ASSERT_EQ(xcpgen(second).code, 0) << format << " " << options[0];
+            EXPECT_FALSE(readBytes(dir.file("first")).empty());
+            EXPECT_TRUE(readBytes(dir.file("first")) == readBytes(dir.file("second"))) << format << " " << options[0];
+        }
+    }
+}
+
+TEST(GeneratorTest, StartAtDaqLeavesOutWhatCameBeforeTheDaqPhase)
+{
+    for (const char* format : {"udp", "candump"}) {
+        TempDir dir;
+        std::string whole = dir.file("whole");
+        std::string middle = dir.file("middle");
+        ASSERT_EQ(xcpgen({"--format", format, "--seconds", "0.2", "-o", whole}).code, 0);
+        ASSERT_EQ(xcpgen({"--format", format, "--seconds", "0.2", "--start-at-daq", "-o", middle}).code, 0);
+        // --can: the CAN identifiers cannot be found without CONNECT.
+        std::vector<std::string> wholeLines =
+            lines(runProgram(XCPTRACE_BINARY, {"show", "--raw", "--can", "7F1:7F2", whole}).out);
+        ToolRun cut = runProgram(XCPTRACE_BINARY, {"show", "--raw", "--can", "7F1:7F2", middle});
+        EXPECT_EQ(cut.code, 0);
+        std::vector<std::string> cutLines = lines(cut.out);
+        auto firstDaq = std::find_if(wholeLines.begin(), wholeLines.end(), [](const std::string& line) {
+            return line.find("[DTO_DAQ()]") != std::string::npos;
+        });
+        // Everything from the first DAQ packet on, counters and all.
+        EXPECT_EQ(cutLines, std::vector<std::string>(firstDaq, wholeLines.end())) << format;
+        EXPECT_EQ(cutLines.size(), 21u + 6u) << format;
+    }
+}
+
+TEST(GeneratorTest, ReconnectAnnouncesTheNewLayout)
+{
+    TempDir dir;
+    std::string path = dir.file("reconnect.log");
+    ASSERT_EQ(xcpgen({"--format", "candump", "--seconds", "0.2", "--reconnect-with", "aligned,1,motorola", "-o", path})
+                  .code,
+              0);
+    std::string log = readText(path);
+    std::vector<std::string> connects = linesOf(log, " can0 7F1#FF00");
+    EXPECT_EQ(connects.size(), 2u);
+    // Second connection: Motorola; DAQ_KEY_BYTE 0xC0 (aligned); TIMESTAMP_MODE 0x31 (1 byte);
+    // list 1 selected first gets FIRST_PID 0, list 0 gets 1.
+    EXPECT_NE(log.find("7F2#FF05010800080101"), std::string::npos);
+    EXPECT_NE(log.find("7F2#FF110002000200C0"), std::string::npos);
+    EXPECT_NE(log.find("7F2#FF01040104310001"), std::string::npos);
+    std::vector<std::string> startStop = linesOf(log, "7F1#DE02");
+    ASSERT_EQ(startStop.size(), 4u);
+    EXPECT_NE(startStop[2].find("7F1#DE020000"), std::string::npos) << startStop[2];  // list 0
+    EXPECT_NE(startStop[3].find("7F1#DE020001"), std::string::npos) << startStop[3];  // list 1
+    std::vector<std::string> all = lines(log);
+    auto answerOf = [&](const std::string& command) {
+        auto at = std::find(all.begin(), all.end(), command);
+        return at + 1 == all.end() ? std::string() : *(at + 1);
+    };
+    EXPECT_NE(answerOf(startStop[2]).find("7F2#FF01"), std::string::npos);
+    EXPECT_NE(answerOf(startStop[3]).find("7F2#FF00"), std::string::npos);
+    EXPECT_NE(answerOf(startStop[0]).find("7F2#FF00"), std::string::npos);
+    EXPECT_NE(answerOf(startStop[1]).find("7F2#FF02"), std::string::npos);
+}
+
+TEST(GeneratorTest, SeveralEcusRunTheFirstOnesSessionBesideTheirOwn)
+{
+    for (const char* format : {"udp", "candump"}) {
+        TempDir dir;
+        std::string one = dir.file("one");
+        std::string two = dir.file("two");
+        ASSERT_EQ(xcpgen({"--format", format, "--seconds", "0.2", "-o", one}).code, 0);
+        ASSERT_EQ(xcpgen({"--format", format, "--seconds", "0.2", "--ecus", "2", "--ecu-with", "word,2,motorola", "-o",
+                          two})
+                      .code,
+                  0);
+        std::string single = runProgram(XCPTRACE_BINARY, {"show", "--raw", one}).out;
+        ToolRun both = runProgram(XCPTRACE_BINARY, {"show", "--raw", two});
+        EXPECT_EQ(both.code, 0);
+        // The first slave's packets are those of the single-slave capture.
+        EXPECT_EQ(linesOf(both.out, "| ECU[1],"), lines(single)) << format;
+        std::vector<std::string> second = linesOf(both.out, "| ECU[2],");
+        std::string secondText;
+        for (const std::string& line : second) {
+            secondText += line + "\n";
+        }
+        EXPECT_EQ(linesOf(secondText, "[DTO_DAQ()]").size(), 21u) << format;
+        EXPECT_EQ(linesOf(secondText, "[CTO_CMD(CONNECT)]").size(), 1u) << format;
+        EXPECT_EQ(linesOf(secondText, "[CTO_CMD(DISCONNECT)]").size(), 1u) << format;
+        EXPECT_NE(second[0].find("[CTO_CMD(CONNECT)]"), std::string::npos) << second[0];
+        EXPECT_NE(second[0].find(std::string(format) == "udp" ? "Dst=192.168.0.3" : "CAN[Id=0x7f3"),
+                  std::string::npos)
+            << second[0];
+    }
+}
+
+TEST(GeneratorTest, VariantMistakes)
+{
+    TempDir dir;
+    ToolRun badSize = xcpgen({"--reconnect-with", "word,3,intel", "-o", dir.file("x")});
+    EXPECT_EQ(badSize.code, 2);
+    EXPECT_EQ(badSize.err, "xcpgen: --reconnect-with word,3,intel: expected TYPE,SIZE,ORDER such as word,2,motorola\n");
+    ToolRun badType = xcpgen({"--ecus", "2", "--ecu-with", "nibble,1,intel", "-o", dir.file("x")});
+    EXPECT_EQ(badType.code, 2);
+    EXPECT_EQ(badType.err, "xcpgen: --ecu-with nibble,1,intel: expected TYPE,SIZE,ORDER such as byte,1,intel\n");
+    ToolRun tooMany = xcpgen({"--ecu-with", "byte,1,intel", "-o", dir.file("x")});
+    EXPECT_EQ(tooMany.code, 2);
+    EXPECT_EQ(tooMany.err, "xcpgen: --ecu-with is given for more slaves than --ecus makes\n");
+    EXPECT_EQ(xcpgen({"--ecus", "5", "-o", dir.file("x")}).code, 2);
+}
+
+TEST(GeneratorTest, SeveralEcusParseCleanlyInTshark)
+{
+    if (!haveTshark()) {
+        GTEST_SKIP() << "tshark is not installed";
+    }
+    for (const char* format : {"udp", "tcp"}) {
+        TempDir dir;
+        std::string path = dir.file("two.pcap");
+        ASSERT_EQ(xcpgen({"--format", format, "--seconds", "0.2", "--ecus", "2", "-o", path}).code, 0);
+        ToolRun run = tshark({"-r", path, "-o", "ip.check_checksum:TRUE", "-o", "udp.check_checksum:TRUE", "-o",
+                              "tcp.check_checksum:TRUE", "-Y",
+                              "_ws.malformed || _ws.expert.severity >= \"warning\" || tcp.analysis.flags || "
+                              "ip.checksum.status == \"Bad\" || udp.checksum.status == \"Bad\" || "
+                              "tcp.checksum.status == \"Bad\""});
+        EXPECT_EQ(run.code, 0) << format << ": " << run.err;
+        EXPECT_EQ(run.out, "") << format;
+    }
+}
