@@ -685,3 +685,53 @@ TEST(DaqListIndexTest, SmallAndLargeListNumbersUpToTheLimit)
     EXPECT_EQ(index.find(3), -1);
     EXPECT_EQ(index.find(60000), -1);
 }
+
+TEST(SessionTrackerTest, RandomTrafficNeverLosesOrInventsBytes)
+{
+    // Random commands, answers and DAQ packets of random length for four ECUs: every DAQ
+    // packet keeps its bytes, split between the identification field, time stamp and data.
+    uint64_t state = 12345;
+    auto next = [&state]() {
+        state = state * 6364136223846793005ull + 1442695040888963407ull;
+        return static_cast<unsigned>(state >> 33);
+    };
+    const char* const commands[] = {"ff", "da", "d9", "e0", "de", "d4", "d6", "fd"};
+    SessionAssumptions assumptions;
+    assumptions.idTypeGiven = true;
+    assumptions.idType = XCP_Message::IFT_RELATIVE_ODT_ABSOLUTE_DAQ_ALIGNED;
+    assumptions.timestampSizeGiven = true;
+    assumptions.timestampSize = 4;
+    Traffic t(assumptions);
+    size_t decoded = 0;
+    for (int i = 0; i < 20000; ++i) {
+        uint8_t ecu = static_cast<uint8_t>(next() % 4);
+        unsigned kind = next() % 3;
+        unsigned length = next() % 12;
+        std::string bytes;
+        char byte[4];
+        if (kind == 0) {
+            bytes = commands[next() % 8];
+        } else if (kind == 1) {
+            bytes = "ff";
+        } else {
+            std::snprintf(byte, sizeof byte, "%02x", next() % 8);  // a DAQ PID
+            bytes = byte;
+        }
+        for (unsigned b = 0; b < length; ++b) {
+            std::snprintf(byte, sizeof byte, " %02x", next() % 256);
+            bytes += byte;
+        }
+        DecodedPacket& packet = kind == 0 ? t.tx(bytes, ecu) : t.rx(bytes, ecu);
+        if (kind == 2) {
+            const XCP_Message::Packet& fields = packet.message.packet;
+            size_t idSize = SessionTracker::idFieldSize(fields.identificationField.getType());
+            size_t total = (idSize == 0 ? 1 : idSize) + fields.timestampField.getTimestamp().size() +
+                           fields.dataField.data.size();
+            ASSERT_EQ(total, length + 1u) << bytes;
+            EXPECT_EQ(fields.timestampField.getTimestamp().size(), packet.session.timestampSize) << bytes;
+            decoded += packet.session.daq == SessionInfo::Daq::DECODED ? 1 : 0;
+        }
+        t.packets.clear();
+    }
+    EXPECT_GT(decoded, 1000u);
+}
