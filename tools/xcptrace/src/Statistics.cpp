@@ -201,6 +201,17 @@ void StatsSink::identify(EcuStats& stats, const XCP_Message& message)
             stats.slaveId = flaggedCanId(message);
         }
     }
+    switch (stats.transport) {
+    case XCP_Message::TT_ETHERNET:
+        stats.identified = !stats.slaveAddress.empty() && !stats.masterAddress.empty();
+        break;
+    case XCP_Message::TT_CAN:
+        stats.identified = stats.haveMasterId && stats.haveSlaveId;
+        break;
+    default:
+        stats.identified = true;
+        break;
+    }
 }
 
 void StatsSink::write(const DecodedPacket& packet)
@@ -215,8 +226,7 @@ void StatsSink::write(const DecodedPacket& packet)
         slot->lastNs = now;
     }
     EcuStats& stats = *slot;
-    if (stats.packets < 2 || stats.slaveAddress.empty() || stats.masterAddress.empty() || !stats.haveMasterId ||
-        !stats.haveSlaveId) {
+    if (!stats.identified) {
         identify(stats, message);
     }
     ++stats.packets;

@@ -51,7 +51,8 @@ struct DaqListStats {
 /// Counters of one ECU, kept while the packets pass: fixed-size arrays and a few small
 /// vectors, nothing per packet.
 struct EcuStats {
-    // Who it is: taken from its first packets.
+    // Who it is: taken from its first packets in each direction.
+    bool identified = false;
     XCP_Message::transportType_t transport = XCP_Message::TT_UNKNOWN;
     bool tcp = false;
     std::string slaveAddress;
