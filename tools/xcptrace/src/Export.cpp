@@ -184,7 +184,7 @@ void ExportSink::write(const DecodedPacket& packet)
             object[COLUMNS[column]] = field.text;
         }
     }
-    out_ << object.dump() << '\n';
+    out_ << object.dump(-1, ' ', false, Json::error_handler_t::replace) << '\n';
 }
 
 bool ExportSink::close(std::string& error)

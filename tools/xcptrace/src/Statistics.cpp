@@ -656,7 +656,7 @@ void StatsSink::writeJson(std::ostream& out) const
         }
     }
     document["skipped"] = skipped;
-    out << document.dump(2) << '\n';
+    out << document.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
 }
 
 }  // namespace xcptrace

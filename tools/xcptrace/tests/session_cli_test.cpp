@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "TraceFile.h"
 #include "cli_support.h"
 
 using namespace clitest;
@@ -425,4 +426,30 @@ TEST(SessionCliTest, CommandLineMistakes)
     EXPECT_EQ(runXcptrace({"show", "--daq-byte-order", "pdp", example(UDP)}).code, 2);
     EXPECT_EQ(runXcptrace({"stats", "--raw", example(UDP)}).code, 2);
     EXPECT_EQ(runXcptrace({"stats", "--json"}).code, 2);
+}
+
+TEST(StatsCliTest, AddressesThatAreNotTextStillGiveValidJson)
+{
+    // A trace file is written by anyone: its address strings may hold any bytes.
+    TempDir dir;
+    std::string path = dir.file("odd.xtr");
+    xcptrace::TraceFileWriter writer;
+    std::string error;
+    ASSERT_TRUE(writer.open(path, error)) << error;
+    XCP_Message message(1700000000000000000ull, XCP_Message::TT_ETHERNET, XCP_Message::MD_RX, 0);
+    message.packet.identificationField.setType(XCP_Message::IFT_CTO_PACKET_CODE);
+    message.packet.identificationField.pid = 0xFD;
+    message.packet.dataField.data = {0x06};
+    message.setEthernetTransportTypeSettings("\x80\xff", "10.0.0.\xc3", "", 5555, false);
+    ASSERT_TRUE(writer.write(message));
+    ASSERT_TRUE(writer.close(error)) << error;
+
+    ToolRun run = runXcptrace({"stats", "--json", path});
+    EXPECT_EQ(run.code, 0) << run.err;
+    nlohmann::json document = nlohmann::json::parse(run.out);
+    EXPECT_EQ(document["ecus"][0]["slave_address"], "10.0.0.\xef\xbf\xbd");
+    EXPECT_EQ(document["ecus"][0]["master_address"], "\xef\xbf\xbd\xef\xbf\xbd");
+    ToolRun rows = runXcptrace({"export", "--format", "jsonl", path});
+    EXPECT_EQ(rows.code, 0);
+    EXPECT_EQ(nlohmann::json::parse(rows.out)["event"], "EV-S1_DAQ_OVERLOAD");
 }
