@@ -42,9 +42,9 @@ struct CommonOptions {
     std::vector<std::string> canPairs;
     std::vector<std::string> ecus;
     bool strict = false;
-    int daqIdType = -1;
+    std::string daqIdType;
     int daqTimestampSize = -1;
-    int daqByteOrder = -1;
+    std::string daqByteOrder;
     bool raw = false;
 };
 
@@ -74,16 +74,12 @@ void addCommonOptions(CLI::App& command, CommonOptions& options, bool rawOption)
         ->type_name("SLAVE=N");
     command.add_flag("--strict", options.strict, "exit with code 1 when anything was skipped as malformed");
 
-    const std::map<std::string, int> idTypes{{"absolute", XCP_Message::IFT_ABSOLUTE_ODT_NUMBER},
-                                             {"byte", XCP_Message::IFT_RELATIVE_ODT_ABSOLUTE_DAQ_BYTE},
-                                             {"word", XCP_Message::IFT_RELATIVE_ODT_ABSOLUTE_DAQ_WORD},
-                                             {"aligned", XCP_Message::IFT_RELATIVE_ODT_ABSOLUTE_DAQ_ALIGNED}};
     command
         .add_option("--daq-id-type", options.daqIdType,
                     "identification field of DAQ packets where the input lacks GET_DAQ_PROCESSOR_INFO's response: "
                     "absolute (ODT number), byte, word or aligned (relative ODT number with the DAQ list number as "
                     "a byte, a word, or a word after a fill byte)")
-        ->transform(CLI::CheckedTransformer(idTypes, CLI::ignore_case))
+        ->check(CLI::IsMember({"absolute", "byte", "word", "aligned"}))
         ->type_name("TYPE");
     command
         .add_option("--daq-timestamp-size", options.daqTimestampSize,
@@ -91,11 +87,10 @@ void addCommonOptions(CLI::App& command, CommonOptions& options, bool rawOption)
                     "lacks GET_DAQ_RESOLUTION_INFO's response or SET_DAQ_LIST_MODE")
         ->check(CLI::IsMember({0, 1, 2, 4}))
         ->type_name("N");
-    const std::map<std::string, int> byteOrders{{"intel", 0}, {"motorola", 1}};
     command
         .add_option("--daq-byte-order", options.daqByteOrder,
                     "the slave's byte order where the input lacks CONNECT's response: intel (default) or motorola")
-        ->transform(CLI::CheckedTransformer(byteOrders, CLI::ignore_case))
+        ->check(CLI::IsMember({"intel", "motorola"}))
         ->type_name("ORDER");
     if (rawOption) {
         command.add_flag("--raw", options.raw,
@@ -107,17 +102,23 @@ void addCommonOptions(CLI::App& command, CommonOptions& options, bool rawOption)
 SessionAssumptions assumptionsOf(const CommonOptions& options)
 {
     SessionAssumptions assumptions;
-    if (options.daqIdType >= 0) {
+    const std::map<std::string, XCP_Message::identificationFieldType_t> idTypes{
+        {"absolute", XCP_Message::IFT_ABSOLUTE_ODT_NUMBER},
+        {"byte", XCP_Message::IFT_RELATIVE_ODT_ABSOLUTE_DAQ_BYTE},
+        {"word", XCP_Message::IFT_RELATIVE_ODT_ABSOLUTE_DAQ_WORD},
+        {"aligned", XCP_Message::IFT_RELATIVE_ODT_ABSOLUTE_DAQ_ALIGNED}};
+    auto idType = idTypes.find(options.daqIdType);
+    if (idType != idTypes.end()) {
         assumptions.idTypeGiven = true;
-        assumptions.idType = static_cast<XCP_Message::identificationFieldType_t>(options.daqIdType);
+        assumptions.idType = idType->second;
     }
     if (options.daqTimestampSize >= 0) {
         assumptions.timestampSizeGiven = true;
         assumptions.timestampSize = static_cast<uint8_t>(options.daqTimestampSize);
     }
-    if (options.daqByteOrder >= 0) {
+    if (!options.daqByteOrder.empty()) {
         assumptions.byteOrderGiven = true;
-        assumptions.bigEndian = options.daqByteOrder == 1;
+        assumptions.bigEndian = options.daqByteOrder == "motorola";
     }
     return assumptions;
 }
@@ -310,11 +311,10 @@ int main(int argc, char** argv)
         "export", "write one row per XCP packet (time, ECU, transport, direction, packet type, command, error, "
                   "event, service, PID, DAQ list, ODT, ECU time stamp, data, LEN, CTR) for analysis tools");
     addCommonOptions(*exporting, exportOptions, true);
-    const std::map<std::string, ExportSink::Format> formats{{"csv", ExportSink::Format::CSV},
-                                                            {"jsonl", ExportSink::Format::JSONL}};
-    exporting->add_option("--format", exportOnly.format, "csv (with a header line) or jsonl (one JSON object a line)")
+    std::string exportFormat;
+    exporting->add_option("--format", exportFormat, "csv (with a header line) or jsonl (one JSON object a line)")
         ->required()
-        ->transform(CLI::CheckedTransformer(formats, CLI::ignore_case))
+        ->check(CLI::IsMember({"csv", "jsonl"}))
         ->type_name("FORMAT");
     exporting->add_option("-o,--output", exportOnly.output, "file to write (default: standard output)")
         ->type_name("FILE");
@@ -332,6 +332,7 @@ int main(int argc, char** argv)
         return run(Command::STATS, statsOptions, statsOnly);
     }
     if (exporting->parsed()) {
+        exportOnly.format = exportFormat == "jsonl" ? ExportSink::Format::JSONL : ExportSink::Format::CSV;
         return run(Command::EXPORT, exportOptions, exportOnly);
     }
     return run(Command::CONVERT, convertOptions, convertOnly);
