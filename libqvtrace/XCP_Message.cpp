@@ -293,7 +293,8 @@ size_t XCP_Message::Packet::getSize() const
 
 size_t XCP_Message::Packet::writeToByteArray(uint8_t*& pdest, size_t maxlen) const
 {
-    if (maxlen < getSize()) {
+    const size_t size = getSize();
+    if (maxlen < size) {
         // The text names the data field although the check covers the whole packet; kept.
         reportLine("[ERROR] XCP_Message::Packet::writeToByteArray: can't write Data Field");
         return 0;
@@ -302,7 +303,7 @@ size_t XCP_Message::Packet::writeToByteArray(uint8_t*& pdest, size_t maxlen) con
     identificationField.writeToByteArray(pdest, maxlen);
     timestampField.writeToByteArray(pdest, roomLeft(start, pdest, maxlen));
     dataField.writeToByteArray(pdest, roomLeft(start, pdest, maxlen));
-    return getSize();
+    return size;
 }
 
 size_t XCP_Message::Packet::readFromByteArray(const uint8_t* psrc, size_t maxlen)
@@ -554,7 +555,8 @@ size_t XCP_Message::getSize() const
 
 size_t XCP_Message::writeToByteArray(uint8_t*& pdest, size_t maxlen, bool sync) const
 {
-    if (getSize() > maxlen) {
+    const size_t declared = getSize();
+    if (declared > maxlen) {
         reportLine("[ERROR] XCP_Message::writeToByteArray: can't write XCP_Message");
         return 0;
     }
@@ -572,7 +574,7 @@ size_t XCP_Message::writeToByteArray(uint8_t*& pdest, size_t maxlen, bool sync) 
     // bytes, which the 8-bit size understates, can push it past the getSize() + 2 bytes the
     // caller provides; then the block is left out rather than written outside the buffer.
     size_t used = static_cast<size_t>(pdest - start);
-    if (used + settingsSize() > std::max(maxlen, getSize() + 2)) {
+    if (used + settingsSize() > std::max(maxlen, declared + 2)) {
         reportLine("[ERROR] XCP_Message::writeToByteArray: can't write XCP_Message");
         return getSize();
     }
