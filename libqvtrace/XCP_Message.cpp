@@ -1,7 +1,11 @@
 #include "XCP_Message.h"
 
 #include <algorithm>
+#include <array>
+#include <cstring>
 #include <iostream>
+#include <locale>
+#include <memory>
 #include <sstream>
 #include <typeinfo>
 
@@ -1248,7 +1252,11 @@ std::ostream& operator<<(std::ostream& _os, const XCP_Message::Tail& _in)
     return _os;
 }
 
-std::ostream& operator<<(std::ostream& _os, const XCP_Message& _in)
+namespace {
+
+/// The summary line built from separate stream insertions into the caller's stream: the
+/// reference for every stream state, and the path for streams whose state the line depends on.
+std::ostream& writeLineByInsertions(std::ostream& _os, const XCP_Message& _in)
 {
     _os << static_cast<const MessageBase&>(_in);
     _os << "  XCP " << _in.transportType << " " << _in.msgDirection << " ";
@@ -1284,6 +1292,414 @@ std::ostream& operator<<(std::ostream& _os, const XCP_Message& _in)
             << ", Port=" << _in.port << (_in.tcp ? ", TCP]" : ", UDP]");
     }
     return _os;
+}
+
+// ---- the line formatted at once -------------------------------------------------------------
+// Printing is the hot path of trace viewers. For the usual stream (no width pending, none of the
+// flags that change how the line's numbers look, classic locales) the line is formatted into a
+// local buffer and written with one call; the stream is then left with the fill and base the
+// separate insertions would have left.
+
+/// A display text with its length.
+struct Text {
+    const char* characters;
+    size_t size;
+};
+
+Text textOf(const char* characters)
+{
+    return {characters, std::strlen(characters)};
+}
+
+/// The display texts of the values First..Last of an enumeration, looked up by index; other
+/// values are looked up in the enumeration's table as its stream operator does.
+template <typename Enum, int32_t First, int32_t Last>
+class IndexedTexts {
+public:
+    IndexedTexts()
+    {
+        for (int32_t value = First; value <= Last; ++value) {
+            texts_[static_cast<size_t>(value - First)] = textOf(xcpDisplayTable<Enum>().textOf(value));
+        }
+    }
+
+    Text operator[](int32_t value) const
+    {
+        if (value >= First && value <= Last) {
+            return texts_[static_cast<size_t>(value - First)];
+        }
+        return textOf(xcpDisplayTable<Enum>().textOf(value));
+    }
+
+private:
+    std::array<Text, static_cast<size_t>(Last - First + 1)> texts_{};
+};
+
+/// How the library's cantype_t rendering writes the four CAN frame types.
+class CanTypeTexts {
+public:
+    static constexpr int32_t count = 4;
+
+    CanTypeTexts()
+    {
+        for (int32_t value = 0; value < count; ++value) {
+            std::ostringstream text;
+            text << static_cast<cantype_t>(value);
+            texts_[static_cast<size_t>(value)] = text.str();
+        }
+    }
+
+    static bool covers(cantype_t type) { return static_cast<uint32_t>(type) < static_cast<uint32_t>(count); }
+    const std::string& operator[](cantype_t type) const { return texts_[static_cast<size_t>(type)]; }
+
+private:
+    std::array<std::string, count> texts_;
+};
+
+struct LineTexts {
+    IndexedTexts<XCP_Message::transportType_t, XCP_Message::TT_UNKNOWN, XCP_Message::TT_FLEXRAY> transport;
+    IndexedTexts<XCP_Message::msgDirection_t, XCP_Message::MD_UNKNOWN, XCP_Message::MD_TX> direction;
+    IndexedTexts<XCP_Message::packetType_t, XCP_Message::PT_UNKNOWN, XCP_Message::PT_DTO_STIM> packetType;
+    IndexedTexts<XCP_Message::cmdCode_t, XCP_Message::M2S_PID_CMD_FIRST, XCP_Message::M2S_PID_CMD_LAST> command;
+    IndexedTexts<XCP_Message::identificationFieldType_t, XCP_Message::IFT_ABSOLUTE_ODT_NUMBER,
+                 XCP_Message::IFT_CTO_PACKET_CODE>
+        identificationType;
+    IndexedTexts<XCP_Message::timestampFieldType_t, XCP_Message::TST_NO, XCP_Message::TST_DWORD> timestampType;
+    CanTypeTexts canType;
+};
+
+const LineTexts& lineTexts()
+{
+    static const LineTexts texts;
+    return texts;
+}
+
+/// Two lower-case hex digits and a blank for every byte value, four bytes per entry so that
+/// an entry is copied with one store.
+struct HexPairs {
+    char entries[256][4];
+
+    constexpr HexPairs() : entries()
+    {
+        const char digits[] = "0123456789abcdef";
+        for (int value = 0; value < 256; ++value) {
+            entries[value][0] = digits[value >> 4];
+            entries[value][1] = digits[value & 0xF];
+            entries[value][2] = ' ';
+            entries[value][3] = ' ';
+        }
+    }
+};
+
+constexpr HexPairs hexPairs;
+
+/// "00" to "99", for writing decimal numbers two digits at a time.
+struct DecimalPairs {
+    char digits[200];
+
+    constexpr DecimalPairs() : digits()
+    {
+        for (int value = 0; value < 100; ++value) {
+            digits[2 * value] = static_cast<char>('0' + value / 10);
+            digits[2 * value + 1] = static_cast<char>('0' + value % 10);
+        }
+    }
+};
+
+constexpr DecimalPairs decimalPairs;
+
+/// Writes into a buffer that the caller has sized for the whole line.
+class LineWriter {
+public:
+    explicit LineWriter(char* buffer) : start_(buffer), out_(buffer) {}
+
+    template <size_t N>
+    void literal(const char (&text)[N])
+    {
+        std::memcpy(out_, text, N - 1);
+        out_ += N - 1;
+    }
+    void character(char c) { *out_++ = c; }
+    void text(Text value) { bytes(value.characters, value.size); }
+    void text(const std::string& value) { bytes(value.data(), value.size()); }
+
+    void decimal(uint64_t value)
+    {
+        char digits[20];
+        char* first = digits + sizeof digits;
+        while (value >= 100) {
+            first -= 2;
+            std::memcpy(first, decimalPairs.digits + 2 * (value % 100), 2);
+            value /= 100;
+        }
+        if (value >= 10) {
+            first -= 2;
+            std::memcpy(first, decimalPairs.digits + 2 * value, 2);
+        } else {
+            *--first = static_cast<char>('0' + value);
+        }
+        bytes(first, static_cast<size_t>(digits + sizeof digits - first));
+    }
+
+    /// Exactly nine digits, with leading zeros.
+    void nineDigits(uint32_t value)
+    {
+        char* last = out_ + 9;
+        for (int pair = 0; pair < 4; ++pair) {
+            last -= 2;
+            std::memcpy(last, decimalPairs.digits + 2 * (value % 100), 2);
+            value /= 100;
+        }
+        *--last = static_cast<char>('0' + value);
+        out_ += 9;
+    }
+
+    /// Lower-case hex digits without leading zeros ("0" for zero).
+    void hex(uint32_t value)
+    {
+        char digits[8];
+        char* first = digits + sizeof digits;
+        do {
+            *--first = hexPairs.entries[value & 0xF][1];
+            value >>= 4;
+        } while (value != 0);
+        bytes(first, static_cast<size_t>(digits + sizeof digits - first));
+    }
+
+    void hexPair(uint8_t value)
+    {
+        std::memcpy(out_, hexPairs.entries[value], 2);
+        out_ += 2;
+    }
+
+    /// The bytes as blank-separated pairs of lower-case hex digits, or "Empty"; what the
+    /// dump of a scratch stream gives.
+    void dump(const byteVec_t& values)
+    {
+        if (values.empty()) {
+            literal("Empty");
+            return;
+        }
+        const uint8_t* value = values.data();
+        const uint8_t* end = value + values.size();
+        char* out = out_;
+        for (; value != end; ++value) {
+            std::memcpy(out, hexPairs.entries[*value], 4);
+            out += 3;
+        }
+        out_ = out - 1;  // without the blank after the last pair
+    }
+
+    /// Room that dump() needs, including the byte it may store past the text.
+    static size_t dumpRoom(const byteVec_t& values) { return 3 * values.size() + 6; }
+
+    const char* data() const { return start_; }
+    size_t size() const { return static_cast<size_t>(out_ - start_); }
+
+private:
+    void bytes(const char* characters, size_t count)
+    {
+        std::memcpy(out_, characters, count);
+        out_ += count;
+    }
+
+    char* start_;
+    char* out_;
+};
+
+bool isDaqIdentification(XCP_Message::identificationFieldType_t type)
+{
+    switch (type) {
+    case XCP_Message::IFT_ABSOLUTE_ODT_NUMBER:
+    case XCP_Message::IFT_RELATIVE_ODT_ABSOLUTE_DAQ_BYTE:
+    case XCP_Message::IFT_RELATIVE_ODT_ABSOLUTE_DAQ_WORD:
+    case XCP_Message::IFT_RELATIVE_ODT_ABSOLUTE_DAQ_ALIGNED:
+        return true;
+    default:
+        return false;
+    }
+}
+
+/// True when formatting the line at once gives exactly what the separate insertions give:
+/// - no width pending (it would pad the first insertion after the time stamp);
+/// - none of the flags that change how the line's integers look (sign, base prefix, upper
+///   case, adjustment of the zero-padded PIDs), nor unit buffering, nor a tied stream, nor
+///   exceptions, nor an error state, which make the number and moment of the stream's
+///   flushes and failures depend on the single insertions;
+/// - the packet-type query writes no diagnostic line: on a shared terminal that line shows
+///   in the middle of the printed text, after the separate insertions before it;
+/// - a CAN frame type that the library names;
+/// - classic locales, for the caller's stream (digits of the numbers) and the global one
+///   (the scratch streams of the hex dumps).
+bool lineCanBeWrittenAtOnce(const std::ostream& _os, const XCP_Message& _in)
+{
+    const std::ios_base::fmtflags lineDependsOn = std::ios_base::showpos | std::ios_base::showbase |
+                                                  std::ios_base::uppercase | std::ios_base::left |
+                                                  std::ios_base::internal | std::ios_base::unitbuf;
+    if (!_os.good() || _os.width() != 0 || (_os.flags() & lineDependsOn) != 0 ||
+        _os.exceptions() != std::ios_base::goodbit || _os.tie() != nullptr) {
+        return false;
+    }
+    const bool quietClassification =
+        _in.msgDirection == XCP_Message::MD_RX ||
+        (_in.msgDirection == XCP_Message::MD_TX && _in.packet.identificationField.pid >= XCP_Message::M2S_PID_CMD_FIRST);
+    if (!quietClassification) {
+        return false;
+    }
+    if (_in.transportType == XCP_Message::TT_CAN && !CanTypeTexts::covers(_in.canType)) {
+        return false;
+    }
+    const std::locale& classic = std::locale::classic();
+    return _os.getloc() == classic && std::locale() == classic;
+}
+
+/// The line of writeLineByInsertions, formatted into one buffer and written with one call.
+std::ostream& writeLineAtOnce(std::ostream& _os, const XCP_Message& _in)
+{
+    const LineTexts& texts = lineTexts();
+    const XCP_Message::Packet::IdentificationField& id = _in.packet.identificationField;
+    const XCP_Message::Packet::TimestampField& timestamp = _in.packet.timestampField;
+    const XCP_Message::Header& header = _in.header;
+    const XCP_Message::Tail& tail = _in.tail;
+
+    // The packet type is asked for twice, as by the separate insertions.
+    const Text packetType = texts.packetType[_in.getPacketType()];
+    const bool command = _in.getPacketType() == XCP_Message::PT_CTO_CMD;
+    const Text commandName = command ? texts.command[id.pid] : Text{"", 0};
+    const Text transport = texts.transport[_in.transportType];
+    const Text direction = texts.direction[_in.msgDirection];
+    const Text identificationType = texts.identificationType[id.getType()];
+    const Text timestampType = texts.timestampType[timestamp.getType()];
+    const bool can = _in.transportType == XCP_Message::TT_CAN;
+    const bool ethernet = _in.transportType == XCP_Message::TT_ETHERNET;
+    const bool daq = isDaqIdentification(id.getType());
+
+    // Literals and numbers take less than 320 characters; the rest is counted.
+    size_t room = 320 + packetType.size + commandName.size + transport.size + direction.size +
+                  identificationType.size + timestampType.size + LineWriter::dumpRoom(header.getData()) +
+                  LineWriter::dumpRoom(timestamp.getTimestamp()) + LineWriter::dumpRoom(_in.packet.dataField.data) +
+                  LineWriter::dumpRoom(tail.data);
+    if (can) {
+        room += texts.canType[_in.canType].size();
+    } else if (ethernet) {
+        room += _in.dstIp.size() + _in.srcIp.size() + _in.mask.size();
+    }
+    char local[2048];
+    std::unique_ptr<char[]> large;
+    char* buffer = local;
+    if (room > sizeof local) {
+        large.reset(new char[room]);
+        buffer = large.get();
+    }
+    LineWriter line(buffer);
+
+    // The base rendering: seconds, a point and nine decimals.
+    const timeStamp_t time = _in.getTimeStamp();
+    line.decimal(time / 1000000000u);
+    line.character('.');
+    line.nineDigits(static_cast<uint32_t>(time % 1000000000u));
+
+    line.literal("  XCP ");
+    line.text(transport);
+    line.character(' ');
+    line.text(direction);
+    line.character(' ');
+    if (can || ethernet) {
+        line.character(' ');
+    } else if (_in.transportType == XCP_Message::TT_FLEXRAY) {
+        line.literal("  ");
+    }
+    line.literal("| ECU[");
+    line.decimal(static_cast<unsigned>(_in.ecuId) + 1);
+    line.literal("], [");
+    line.text(packetType);
+    line.character('(');
+    line.text(commandName);
+    line.literal(")]; ");
+
+    if (header.isActive()) {
+        line.literal("HEADER[on, Data=");
+        line.dump(header.getData());
+        line.character(']');
+    } else {
+        line.literal("HEADER[off]");
+    }
+
+    line.literal("; PACKET[ID Field[Type=");
+    line.text(identificationType);
+    line.literal(", PID=0x");
+    line.hexPair(id.pid);
+    if (id.getType() == XCP_Message::IFT_ABSOLUTE_ODT_NUMBER) {
+        line.literal(", FIRST_PID=0x");
+        line.hexPair(id.firstPid);
+    }
+    if (daq) {
+        line.literal(", DAQ=");
+        line.decimal(id.getDaqNo());
+    }
+    line.literal("]; TS Field[Type=");
+    line.text(timestampType);
+    if (timestamp.getType() != XCP_Message::TST_NO) {
+        line.literal(", Timestamp=");
+        line.dump(timestamp.getTimestamp());
+    }
+    line.literal("]; Data Field[Data=");
+    line.dump(_in.packet.dataField.data);
+    line.literal("]]; ");
+
+    if (tail.isActive()) {
+        line.literal("TAIL[on, Data=");
+        line.dump(tail.data);
+        line.character(']');
+    } else {
+        line.literal("TAIL[off]");
+    }
+
+    if (can) {
+        line.literal("; CAN[Id=0x");
+        line.hex(_in.canId);
+        line.literal(", Type=");
+        line.text(texts.canType[_in.canType]);
+        line.literal(", Ch=");
+        line.decimal(static_cast<unsigned>(_in.canChannel) + 1);
+        line.character(']');
+    } else if (ethernet) {
+        line.literal("; ETH[Dst=");
+        line.text(_in.dstIp);
+        line.literal(", Src=");
+        line.text(_in.srcIp);
+        line.literal(", Mask=");
+        line.text(_in.mask);
+        line.literal(", Port=");
+        // In the base the identification field leaves behind, as in the separate insertions.
+        if (daq) {
+            line.decimal(_in.port);
+        } else {
+            line.hex(_in.port);
+        }
+        if (_in.tcp) {
+            line.literal(", TCP]");
+        } else {
+            line.literal(", UDP]");
+        }
+    }
+
+    _os.write(line.data(), static_cast<std::streamsize>(line.size()));
+    // The state the separate insertions leave: fill '0' from the identification field, the
+    // base it set, or decimal after the CAN settings.
+    _os.fill('0');
+    _os.setf(can || daq ? std::ios_base::dec : std::ios_base::hex, std::ios_base::basefield);
+    return _os;
+}
+
+}  // namespace
+
+std::ostream& operator<<(std::ostream& _os, const XCP_Message& _in)
+{
+    if (lineCanBeWrittenAtOnce(_os, _in)) {
+        return writeLineAtOnce(_os, _in);
+    }
+    return writeLineByInsertions(_os, _in);
 }
 
 std::ostream& XCP_Message::print(std::ostream& _os) const
