@@ -17,6 +17,8 @@ uint64_t fnv(const void* bytes, size_t count, uint64_t hash = 146959810393466560
     return hash;
 }
 
+constexpr size_t ADDRESS_TEXTS_KEPT = 4096;
+
 size_t addressSize(uint8_t family)
 {
     return family == 4 ? 4 : 16;
@@ -140,9 +142,6 @@ const std::string& EthernetFrontEnd::addressTextOf(uint8_t family, const uint8_t
     if (found != addressTexts_.end()) {
         return found->second;
     }
-    if (addressTexts_.size() >= 4096) {
-        addressTexts_.clear();  // keeps memory flat on captures with many hosts
-    }
     return addressTexts_.emplace(key, addressText(family, address)).first->second;
 }
 
@@ -198,6 +197,11 @@ void EthernetFrontEnd::emit(const uint8_t* frame, XCP_Message::msgDirection_t di
 
 void EthernetFrontEnd::datagram(const TransportSegment& segment, bool toSlave, uint64_t timeNs, uint64_t number)
 {
+    // The texts are references into the table: it is emptied (to keep memory flat on
+    // captures with many hosts) before they are looked up, never between the two lookups.
+    if (addressTexts_.size() >= ADDRESS_TEXTS_KEPT) {
+        addressTexts_.clear();
+    }
     const std::string& destination = addressTextOf(segment.family, segment.destinationAddress);
     const std::string& source = addressTextOf(segment.family, segment.sourceAddress);
     uint16_t slavePort = toSlave ? segment.destinationPort : segment.sourcePort;

@@ -87,6 +87,25 @@ TEST(EthernetFrontEndTest, CommandDatagramBecomesOneMessageWithEveryField)
     EXPECT_EQ(h.problems.str(), "");
 }
 
+TEST(EthernetFrontEndTest, EveryMessageKeepsItsAddressesWhenTheAddressTextsAreForgotten)
+{
+    // More masters than the front end keeps address texts for: the texts are forgotten on
+    // the way, and each message must still get its own addresses, never freed ones.
+    Harness h;
+    const int masters = 5000;
+    for (int i = 0; i < masters; ++i) {
+        Ipv4 addresses{{10, 1, static_cast<uint8_t>(i >> 8), static_cast<uint8_t>(i)}, {10, 0, 0, 2}};
+        h.frame(ethernet(0x0800, ipv4(addresses, 17, udp(50000, 5555, GET_STATUS))));
+    }
+    ASSERT_EQ(h.batch.size(), static_cast<size_t>(masters));
+    for (int i = 0; i < masters; ++i) {
+        const XCP_Message& m = h.batch[static_cast<size_t>(i)].message;
+        EXPECT_EQ(m.dstIp, "10.0.0.2") << "datagram " << i;
+        EXPECT_EQ(m.srcIp, "10.1." + std::to_string(i >> 8) + "." + std::to_string(i & 0xFF)) << "datagram " << i;
+    }
+    EXPECT_EQ(h.problems.str(), "");
+}
+
 TEST(EthernetFrontEndTest, ResponseFromTheSlavePortIsReceived)
 {
     Harness h;
