@@ -19,6 +19,9 @@ namespace xcptrace {
 struct DecodeOptions {
     std::vector<uint16_t> slavePorts{5555};
     std::vector<CanPair> canPairs;  ///< empty: find pairs from the traffic
+    /// Classic pcap files: take the plain records straight from the file rather than one by
+    /// one from libpcap (the same packets, faster; false lets tests compare the two).
+    bool directPcapRecords = true;
 };
 
 /// The XCP packets of one input (or of several, merged), one at a time.
