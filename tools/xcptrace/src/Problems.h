@@ -41,7 +41,9 @@ public:
     /// "line", "record").
     void setInput(const std::string& name, const char* unit)
     {
-        input_ = name;
+        if (input_ != name) {  // readers set it before every record: copy only when it changes
+            input_ = name;
+        }
         unit_ = unit;
     }
     const std::string& input() const { return input_; }
