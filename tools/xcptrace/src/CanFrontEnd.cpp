@@ -44,8 +44,21 @@ CanFrontEnd::CanFrontEnd(const std::vector<CanPair>& pairs, ProblemLog& problems
 void CanFrontEnd::addPair(const CanPair& pair)
 {
     pairs_.push_back(pair);
+    slaves_.push_back(SlaveKey::can(pair.master, pair.slave));
     roles_.emplace(pair.master, Role{pairs_.size() - 1, true});
     roles_.emplace(pair.slave, Role{pairs_.size() - 1, false});
+    cached_ = false;
+}
+
+const CanFrontEnd::Role* CanFrontEnd::roleOf(uint32_t id)
+{
+    if (!cached_ || id != cachedId_) {
+        auto found = roles_.find(id);
+        cachedRole_ = found == roles_.end() ? nullptr : &found->second;
+        cachedId_ = id;
+        cached_ = true;
+    }
+    return cachedRole_;
 }
 
 void CanFrontEnd::frame(const CanFrame& frame)
@@ -59,7 +72,12 @@ void CanFrontEnd::frame(const CanFrame& frame)
         return;
     }
     detect(frame);
-    held_.push_back(Held{frame, ++sequence_});
+    ++sequence_;
+    if (held_.empty() && candidates_.empty()) {
+        decode(frame);  // nothing waits for an answer: no need to hold the frame back
+        return;
+    }
+    held_.push_back(Held{frame, sequence_});
     release(false);
 }
 
@@ -69,7 +87,7 @@ void CanFrontEnd::detect(const CanFrame& frame)
     candidates_.erase(std::remove_if(candidates_.begin(), candidates_.end(),
                                      [&](const Candidate& c) { return frame.timeNs > c.timeNs + ANSWER_WINDOW_NS; }),
                       candidates_.end());
-    if (roles_.count(frame.id) != 0) {
+    if (roleOf(frame.id) != nullptr) {
         return;
     }
     if (looksLikeConnectResponse(frame)) {
@@ -127,8 +145,8 @@ void CanFrontEnd::finish()
 
 void CanFrontEnd::decode(const CanFrame& frame)
 {
-    auto role = roles_.find(frame.id);
-    if (role == roles_.end()) {
+    const Role* role = roleOf(frame.id);
+    if (role == nullptr) {
         return;
     }
     if (frame.length == 0) {
@@ -136,12 +154,11 @@ void CanFrontEnd::decode(const CanFrame& frame)
                          "CAN frame " + canIdText(frame.id) + " without data: no XCP packet in it");
         return;
     }
-    const CanPair& pair = pairs_[role->second.pair];
     DecodedPacket& packet = out_.append();
     XCP_Message& message = packet.message;
     message.setTimeStamp(frame.timeNs);
     message.setTransportType(XCP_Message::TT_CAN);
-    message.setMsgDirection(role->second.master ? XCP_Message::MD_TX : XCP_Message::MD_RX);
+    message.setMsgDirection(role->master ? XCP_Message::MD_TX : XCP_Message::MD_RX);
     message.setEcuId(0);
     message.header.setTransportType(XCP_Message::TT_CAN);
     XCP_Message::Packet& xcp = message.packet;
@@ -155,8 +172,13 @@ void CanFrontEnd::decode(const CanFrame& frame)
     message.tail.setTransportType(XCP_Message::TT_CAN);
     uint32_t bareId = frame.id & ((frame.id & CAN_EXTENDED_FLAG) != 0 ? CAN_EXTENDED_MASK : CAN_STANDARD_MASK);
     message.setCanTransportTypeSettings(bareId, canTypeOf(frame), frame.channel);
-    message.setEthernetTransportTypeSettings(std::string(), std::string(), std::string(), 0, false);
-    packet.slave = SlaveKey::can(pair.master, pair.slave);
+    // No Ethernet settings; the slot may hold an earlier message's.
+    message.dstIp.clear();
+    message.srcIp.clear();
+    message.mask.clear();
+    message.port = 0;
+    message.tcp = false;
+    packet.slave = slaves_[role->pair];
     ++messages_;
 }
 

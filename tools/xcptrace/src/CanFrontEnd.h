@@ -51,13 +51,20 @@ private:
     };
 
     void addPair(const CanPair& pair);
+    /// The role of an identifier, nullptr for one of no pair.
+    const Role* roleOf(uint32_t id);
     void detect(const CanFrame& frame);
     void release(bool all);
     void decode(const CanFrame& frame);
 
     bool detect_;
     std::vector<CanPair> pairs_;
+    std::vector<SlaveKey> slaves_;  ///< per pair, made once
     std::unordered_map<uint32_t, Role> roles_;
+    // The last identifier looked up: XCP traffic mostly repeats the slave's.
+    bool cached_ = false;
+    uint32_t cachedId_ = 0;
+    const Role* cachedRole_ = nullptr;
     std::vector<Candidate> candidates_;
     std::deque<Held> held_;
     uint64_t sequence_ = 0;
