@@ -363,7 +363,7 @@ private:
 
     void canFrame(const uint8_t* data, size_t caplen, size_t length, uint64_t timeNs, uint32_t interface)
     {
-        CanFrame frame;
+        CanFrame& frame = canFrame_;  // reused: parseSocketCan and the lines below set every field
         std::string why;
         if (!parseSocketCan(data, caplen, frame, why)) {
             problems_.report(caplen < length ? Problem::TruncatedFrame : Problem::MalformedHeader, packets_, why);
@@ -414,6 +414,7 @@ private:
     size_t end_ = 0;
     uint64_t readOffset_ = 0;  ///< file offset of buffer_[end_]
 
+    CanFrame canFrame_;
     EthernetFrontEnd ethernet_;
     CanFrontEnd can_;
     ProgressMeter progress_;
