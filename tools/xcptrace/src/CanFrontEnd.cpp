@@ -6,20 +6,17 @@ namespace xcptrace {
 
 namespace {
 
-constexpr uint8_t PID_CONNECT = 0xFF;
-constexpr uint8_t PID_RESPONSE = 0xFF;
-
 /// CONNECT: FF and the mode byte (0 normal, 1 user defined), possibly padded.
 bool looksLikeConnect(const CanFrame& frame)
 {
-    return frame.length >= 2 && frame.data[0] == PID_CONNECT && frame.data[1] <= 1;
+    return frame.length >= 2 && frame.data[0] == XCP_Message::XCP_CC_STD_CONNECT && frame.data[1] <= 1;
 }
 
 /// CONNECT's positive response: FF RESOURCE COMM_MODE_BASIC MAX_CTO MAX_DTO(2) and the
 /// protocol layer version 1. MAX_CTO is at least 8 on CAN.
 bool looksLikeConnectResponse(const CanFrame& frame)
 {
-    return frame.length >= 8 && frame.data[0] == PID_RESPONSE && frame.data[3] >= 8 && frame.data[6] == 1;
+    return frame.length >= 8 && frame.data[0] == XCP_Message::S2M_PID_RES && frame.data[3] >= 8 && frame.data[6] == 1;
 }
 
 cantype_t canTypeOf(const CanFrame& frame)

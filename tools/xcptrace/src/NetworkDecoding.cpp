@@ -5,6 +5,8 @@
 
 #include <cstdio>
 
+#include "datablock.h"
+
 namespace xcptrace {
 
 namespace {
@@ -14,17 +16,6 @@ constexpr uint16_t ETHERTYPE_IPV6 = 0x86DD;
 constexpr uint16_t ETHERTYPE_VLAN = 0x8100;
 constexpr uint16_t ETHERTYPE_QINQ = 0x88A8;
 constexpr uint16_t ETHERTYPE_QINQ_OLD = 0x9100;
-
-inline uint16_t be16(const uint8_t* p)
-{
-    return static_cast<uint16_t>((p[0] << 8) | p[1]);
-}
-
-inline uint32_t be32(const uint8_t* p)
-{
-    return (static_cast<uint32_t>(p[0]) << 24) | (static_cast<uint32_t>(p[1]) << 16) |
-           (static_cast<uint32_t>(p[2]) << 8) | p[3];
-}
 
 /// Reading state: what the capture holds and whether it was cut short.
 struct Cursor {
@@ -60,14 +51,14 @@ FrameStatus decodeTransport(const Cursor& cursor, uint8_t protocol, size_t offse
         if (available < 8) {
             return shortOf(cursor, "UDP header", 8, available, why);
         }
-        out.sourcePort = be16(p);
-        out.destinationPort = be16(p + 2);
+        out.sourcePort = byteArrayToUint16(p);
+        out.destinationPort = byteArrayToUint16(p + 2);
         out.portsKnown = true;
         if (fragment) {
             why = "the datagram is split into IP fragments";
             return FrameStatus::FRAGMENT;
         }
-        size_t udpLength = be16(p + 4);
+        size_t udpLength = byteArrayToUint16(p + 4);
         if (udpLength < 8 || udpLength > ipEnd - offset) {
             return malformed("UDP length " + std::to_string(udpLength) + " does not fit the IP packet's " +
                                  std::to_string(ipEnd - offset) + " bytes",
@@ -84,10 +75,10 @@ FrameStatus decodeTransport(const Cursor& cursor, uint8_t protocol, size_t offse
     if (available < 20) {
         return shortOf(cursor, "TCP header", 20, available, why);
     }
-    out.sourcePort = be16(p);
-    out.destinationPort = be16(p + 2);
+    out.sourcePort = byteArrayToUint16(p);
+    out.destinationPort = byteArrayToUint16(p + 2);
     out.portsKnown = true;
-    out.sequence = be32(p + 4);
+    out.sequence = byteArrayToUint32(p + 4);
     out.tcpFlags = p[13];
     if (fragment) {
         why = "the segment is split into IP fragments";
@@ -116,7 +107,7 @@ FrameStatus decodeIpv4(const Cursor& cursor, size_t offset, TransportSegment& ou
         return malformed("IP version " + std::to_string(p[0] >> 4) + " where 4 was announced", why);
     }
     size_t headerLength = static_cast<size_t>(p[0] & 0x0F) * 4;
-    size_t totalLength = be16(p + 2);
+    size_t totalLength = byteArrayToUint16(p + 2);
     if (headerLength < 20 || totalLength < headerLength) {
         return malformed("IPv4 header length " + std::to_string(headerLength) + " and total length " +
                              std::to_string(totalLength) + " do not add up",
@@ -137,7 +128,7 @@ FrameStatus decodeIpv4(const Cursor& cursor, size_t offset, TransportSegment& ou
     if (protocol != IP_PROTOCOL_UDP && protocol != IP_PROTOCOL_TCP) {
         return FrameStatus::IGNORED;
     }
-    uint16_t fragmentField = be16(p + 6);
+    uint16_t fragmentField = byteArrayToUint16(p + 6);
     if ((fragmentField & 0x1FFF) != 0) {
         return FrameStatus::IGNORED;  // a later fragment: its ports are in the first one
     }
@@ -157,7 +148,7 @@ FrameStatus decodeIpv6(const Cursor& cursor, size_t offset, TransportSegment& ou
     if ((p[0] >> 4) != 6) {
         return malformed("IP version " + std::to_string(p[0] >> 4) + " where 6 was announced", why);
     }
-    size_t payloadLength = be16(p + 4);
+    size_t payloadLength = byteArrayToUint16(p + 4);
     if (40 + payloadLength > available && !cursor.cut) {
         return malformed("IPv6 payload length " + std::to_string(payloadLength) + " exceeds the " +
                              std::to_string(available - 40) + " bytes of the frame",
@@ -186,7 +177,7 @@ FrameStatus decodeIpv6(const Cursor& cursor, size_t offset, TransportSegment& ou
         const uint8_t* h = cursor.frame + position;
         size_t length;
         if (next == 44) {
-            if ((be16(h + 2) & 0xFFF8) != 0) {
+            if ((byteArrayToUint16(h + 2) & 0xFFF8) != 0) {
                 return FrameStatus::IGNORED;  // a later fragment
             }
             fragment = (h[3] & 1) != 0;
@@ -221,13 +212,13 @@ FrameStatus decodeNetwork(const Cursor& cursor, uint16_t etherType, size_t offse
 /// Skips VLAN tags starting with the EtherType at `typeOffset`.
 FrameStatus decodeEtherTypeChain(const Cursor& cursor, size_t typeOffset, TransportSegment& out, std::string& why)
 {
-    uint16_t etherType = be16(cursor.frame + typeOffset);
+    uint16_t etherType = byteArrayToUint16(cursor.frame + typeOffset);
     size_t offset = typeOffset + 2;
     while (etherType == ETHERTYPE_VLAN || etherType == ETHERTYPE_QINQ || etherType == ETHERTYPE_QINQ_OLD) {
         if (offset + 4 > cursor.caplen) {
             return shortOf(cursor, "VLAN tag", 4, cursor.caplen - offset, why);
         }
-        etherType = be16(cursor.frame + offset + 2);
+        etherType = byteArrayToUint16(cursor.frame + offset + 2);
         offset += 4;
     }
     return decodeNetwork(cursor, etherType, offset, out, why);
@@ -287,7 +278,7 @@ FrameStatus decodeFrame(int linkType, const uint8_t* frame, size_t caplen, size_
         if (caplen < 20) {
             return shortOf(cursor, "Linux cooked v2 header", 20, caplen, why);
         }
-        return decodeNetwork(cursor, be16(frame), 20, out, why);
+        return decodeNetwork(cursor, byteArrayToUint16(frame), 20, out, why);
     case DLT_RAW:
     case DLT_IPV4:
     case DLT_IPV6:

@@ -7,20 +7,6 @@ namespace xcptrace {
 
 namespace {
 
-constexpr uint8_t PID_RES = 0xFF;
-constexpr uint8_t PID_ERR = 0xFE;
-constexpr uint8_t PID_EV = 0xFD;
-constexpr uint8_t PID_SERV = 0xFC;
-constexpr uint8_t FIRST_COMMAND = 0xC0;
-
-constexpr uint8_t CMD_CONNECT = 0xFF;
-constexpr uint8_t CMD_SET_DAQ_LIST_MODE = 0xE0;
-constexpr uint8_t CMD_START_STOP_DAQ_LIST = 0xDE;
-constexpr uint8_t CMD_GET_DAQ_PROCESSOR_INFO = 0xDA;
-constexpr uint8_t CMD_GET_DAQ_RESOLUTION_INFO = 0xD9;
-constexpr uint8_t CMD_FREE_DAQ = 0xD6;
-constexpr uint8_t CMD_ALLOC_ODT = 0xD4;
-
 constexpr uint8_t MODE_TIMESTAMP = 0x10;
 constexpr uint8_t COMM_MODE_BIG_ENDIAN = 0x01;
 constexpr uint8_t TIMESTAMP_MODE_FIXED = 0x08;
@@ -144,8 +130,8 @@ void SessionTracker::process(DecodedPacket& packet)
     switch (message.getMsgDirection()) {
     case XCP_Message::MD_TX:
         // Counters may start again at a CONNECT: that is no loss.
-        countCtr(session, packet, pid == CMD_CONNECT);
-        if (pid >= FIRST_COMMAND) {
+        countCtr(session, packet, pid == XCP_Message::XCP_CC_STD_CONNECT);
+        if (pid >= XCP_Message::M2S_PID_CMD_FIRST) {
             command(session, message);
         }
         return;
@@ -154,15 +140,15 @@ void SessionTracker::process(DecodedPacket& packet)
     default:
         return;
     }
-    bool answer = pid == PID_RES || pid == PID_ERR;
-    countCtr(session, packet, answer && session.pendingCommand == CMD_CONNECT);
+    bool answer = pid == XCP_Message::S2M_PID_RES || pid == XCP_Message::S2M_PID_ERR;
+    countCtr(session, packet, answer && session.pendingCommand == XCP_Message::XCP_CC_STD_CONNECT);
     if (answer) {
         packet.session.answeredCommand = session.pendingCommand;
-        if (pid == PID_RES && session.pendingCommand >= 0) {
+        if (pid == XCP_Message::S2M_PID_RES && session.pendingCommand >= 0) {
             positiveResponse(session, ecu, message);
         }
         session.pendingCommand = -1;
-    } else if (pid != PID_EV && pid != PID_SERV) {
+    } else if (pid != XCP_Message::S2M_PID_EV && pid != XCP_Message::S2M_PID_SERV) {
         decodeDaq(session, packet);
     }
 }
@@ -214,7 +200,7 @@ void SessionTracker::positiveResponse(EcuSession& session, uint8_t ecu, const XC
     const byteVec_t& data = message.packet.dataField.data;  // the bytes after 0xFF
     const uint8_t* command = session.commandBytes;
     switch (session.pendingCommand) {
-    case CMD_CONNECT:
+    case XCP_Message::XCP_CC_STD_CONNECT:
         // RESOURCE, COMM_MODE_BASIC, MAX_CTO, MAX_DTO (word); the protocol and transport
         // layer versions may follow.
         if (data.size() >= 5) {
@@ -228,14 +214,14 @@ void SessionTracker::positiveResponse(EcuSession& session, uint8_t ecu, const XC
             forgetDaqLists(session);
         }
         break;
-    case CMD_GET_DAQ_PROCESSOR_INFO:
+    case XCP_Message::XCP_CC_DAQ_GET_DAQ_PROCESSOR_INFO:
         // DAQ_PROPERTIES, MAX_DAQ (word), MAX_EVENT_CHANNEL (word), MIN_DAQ, DAQ_KEY_BYTE.
         if (data.size() >= 7) {
             session.idTypeKnown = true;
             session.idType = static_cast<XCP_Message::identificationFieldType_t>(data[6] >> 6);
         }
         break;
-    case CMD_GET_DAQ_RESOLUTION_INFO:
+    case XCP_Message::XCP_CC_DAQ_GET_DAQ_RESOLUTION_INFO:
         // Granularity and maximum entry size for DAQ and STIM, TIMESTAMP_MODE,
         // TIMESTAMP_TICKS (word).
         if (data.size() >= 7) {
@@ -257,7 +243,7 @@ void SessionTracker::positiveResponse(EcuSession& session, uint8_t ecu, const XC
             }
         }
         break;
-    case CMD_SET_DAQ_LIST_MODE:
+    case XCP_Message::XCP_CC_DAQ_SET_DAQ_LIST_MODE:
         // MODE, DAQ list (word), event channel (word), prescaler, priority.
         if (session.commandLength >= 3) {
             if (DaqListConfig* config = configOf(session, word(session, command + 1))) {
@@ -265,7 +251,7 @@ void SessionTracker::positiveResponse(EcuSession& session, uint8_t ecu, const XC
             }
         }
         break;
-    case CMD_START_STOP_DAQ_LIST:
+    case XCP_Message::XCP_CC_DAQ_START_STOP_DAQ_LIST:
         // Mode, DAQ list (word); the response holds FIRST_PID.
         if (session.commandLength >= 3 && !data.empty()) {
             if (DaqListConfig* config = configOf(session, word(session, command + 1))) {
@@ -274,7 +260,7 @@ void SessionTracker::positiveResponse(EcuSession& session, uint8_t ecu, const XC
             }
         }
         break;
-    case CMD_ALLOC_ODT:
+    case XCP_Message::XCP_CC_DAQ_ALLOC_ODT:
         // Reserved, DAQ list (word), ODT count.
         if (session.commandLength >= 4) {
             if (DaqListConfig* config = configOf(session, word(session, command + 1))) {
@@ -283,7 +269,7 @@ void SessionTracker::positiveResponse(EcuSession& session, uint8_t ecu, const XC
             }
         }
         break;
-    case CMD_FREE_DAQ:
+    case XCP_Message::XCP_CC_DAQ_FREE_DAQ:
         forgetDaqLists(session);
         break;
     default:
