@@ -106,6 +106,21 @@ std::string serviceName(uint16_t index)
     return index > 255 ? std::string("(no code)") : displayName<XCP_Message::serviceRequestPacketCode_t>(index);
 }
 
+/// The events or service requests of one ECU, by name in order of first appearance.
+void writeCodeCounts(std::ostream& out, const std::string& what, const std::vector<uint16_t>& order,
+                     const std::array<uint64_t, 257>& counts, std::string (*nameOf)(uint16_t))
+{
+    if (order.empty()) {
+        out << "  " << what << "s: none\n";
+        return;
+    }
+    Table table({what, "count"}, {false, true});
+    for (uint16_t index : order) {
+        table.row({nameOf(index), numberText(counts[index])});
+    }
+    table.write(out);
+}
+
 /// "UDP 192.168.0.2:5555 (master 192.168.0.1)" or "CAN master 7F1, slave 7F2, channel 1".
 std::string whoText(const EcuStats& stats)
 {
@@ -416,26 +431,9 @@ void StatsSink::writeText(std::ostream& out) const
         }
 
         out << '\n';
-        if (stats->eventOrder.empty()) {
-            out << "  events: none\n";
-        } else {
-            Table events({"event", "count"}, {false, true});
-            for (uint16_t index : stats->eventOrder) {
-                events.row({eventName(index), numberText(stats->events[index])});
-            }
-            events.write(out);
-        }
-
+        writeCodeCounts(out, "event", stats->eventOrder, stats->events, eventName);
         out << '\n';
-        if (stats->serviceOrder.empty()) {
-            out << "  service requests: none\n";
-        } else {
-            Table services({"service request", "count"}, {false, true});
-            for (uint16_t index : stats->serviceOrder) {
-                services.row({serviceName(index), numberText(stats->services[index])});
-            }
-            services.write(out);
-        }
+        writeCodeCounts(out, "service request", stats->serviceOrder, stats->services, serviceName);
 
         out << '\n';
         if (stats->daqLists.empty()) {
