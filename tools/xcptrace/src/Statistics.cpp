@@ -121,6 +121,18 @@ void writeCodeCounts(std::ostream& out, const std::string& what, const std::vect
     table.write(out);
 }
 
+/// The same as JSON: name, code (null without one) and count.
+Json codeCountsJson(const char* nameKey, const std::vector<uint16_t>& order, const std::array<uint64_t, 257>& counts,
+                    std::string (*nameOf)(uint16_t))
+{
+    Json rows = Json::array();
+    for (uint16_t index : order) {
+        rows.push_back(
+            Json{{nameKey, nameOf(index)}, {"code", index > 255 ? Json(nullptr) : Json(index)}, {"count", counts[index]}});
+    }
+    return rows;
+}
+
 /// "UDP 192.168.0.2:5555 (master 192.168.0.1)" or "CAN master 7F1, slave 7F2, channel 1".
 std::string whoText(const EcuStats& stats)
 {
@@ -590,20 +602,9 @@ void StatsSink::writeJson(std::ostream& out) const
         }
         ecu["errors"] = errors;
 
-        Json events = Json::array();
-        for (uint16_t index : stats->eventOrder) {
-            events.push_back(Json{{"event", eventName(index)},
-                                  {"code", index > 255 ? Json(nullptr) : Json(index)},
-                                  {"count", stats->events[index]}});
-        }
-        ecu["events"] = events;
-        Json services = Json::array();
-        for (uint16_t index : stats->serviceOrder) {
-            services.push_back(Json{{"service_request", serviceName(index)},
-                                    {"code", index > 255 ? Json(nullptr) : Json(index)},
-                                    {"count", stats->services[index]}});
-        }
-        ecu["service_requests"] = services;
+        ecu["events"] = codeCountsJson("event", stats->eventOrder, stats->events, eventName);
+        ecu["service_requests"] =
+            codeCountsJson("service_request", stats->serviceOrder, stats->services, serviceName);
 
         Json lists = Json::array();
         std::vector<size_t> order(stats->daqLists.size());
