@@ -256,7 +256,13 @@ TEST(StatisticsTest, CanEcuAndUndecodedDaqPackets)
     t.can(XCP_Message::MD_RX, "04 01 02 03 04 05 06 07");  // no FIRST_PID known
     std::string text = counted.text();
     EXPECT_NE(text.find("ECU[1]: XCP on CAN, master 7F1, slave 7F2, channel 1\n"), std::string::npos) << text;
-    EXPECT_NE(text.find("  DAQ lists: none\n"
+    EXPECT_NE(text.find("  errors: none\n"
+                        "\n"
+                        "  events: none\n"
+                        "\n"
+                        "  service requests: none\n"
+                        "\n"
+                        "  DAQ lists: none\n"
                         "\n"
                         "  DAQ packets                                                   count\n"
                         "  shown as captured: no DAQ configuration known                     1\n"
@@ -265,6 +271,11 @@ TEST(StatisticsTest, CanEcuAndUndecodedDaqPackets)
                         "  CTR: none on this transport\n"),
               std::string::npos)
         << text;
+    nlohmann::json document = counted.json();
+    const nlohmann::json& ecu = document["ecus"][0];
+    EXPECT_EQ(ecu["errors"], nlohmann::json::array());
+    EXPECT_EQ(ecu["events"], nlohmann::json::array());
+    EXPECT_EQ(ecu["service_requests"], nlohmann::json::array());
 }
 
 TEST(StatisticsTest, SkippedFramesAreListedByKind)
